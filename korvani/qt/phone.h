@@ -1,0 +1,47 @@
+// The Linux phone on Qt 6. A host makes it with its window, installs it and forwards what the phone
+// tells it:
+//
+//   auto phone = qt::Phone::create(&window);
+//   platform::Platform::install(phone);
+//   phone->setLocalNotificationOpenedHandler(&Korvani::didReceiveLocalNotification);
+//   phone->forwardLifecycle(&Korvani::didEnterBackground, &Korvani::didBecomeActive);
+#pragma once
+
+#include <korvani/platform/platform.h>
+
+#include <QString>
+#include <functional>
+#include <map>
+#include <memory>
+
+class QWidget;
+
+namespace korvani::qt {
+
+struct PhoneOptions {
+  /// JSON Lines of what beacons are in range when; the phone walks past them from its creation on.
+  QString walkFile;
+  /// "host:port" → "host:port" that requests go to in its place; for tests.
+  std::map<std::string, std::string> mappedHosts;
+  /// The INI file of the user-defaults store; empty: the host's own QSettings.
+  QString settingsFile;
+};
+
+/// Main thread; lives until the process ends once it is installed. A QApplication exists already
+/// and has its names set. The window may be closed or destroyed at any time: what would show in it
+/// then shows nothing.
+class KORVANI_EXPORT Phone : public platform::Platform {
+ public:
+  static std::shared_ptr<Phone> create(QWidget* hostWindow, PhoneOptions options = {});
+
+  /// Called on the main thread with the user information of each local notification that the user
+  /// opens. One that is opened before there is a handler waits for it.
+  virtual void setLocalNotificationOpenedHandler(
+      std::function<void(const platform::Value& userInfo)> handler) = 0;
+  /// Calls these on the main thread when the application goes into the background and when it
+  /// becomes active.
+  virtual void forwardLifecycle(std::function<void()> didEnterBackground,
+                                std::function<void()> didBecomeActive) = 0;
+};
+
+}  // namespace korvani::qt
