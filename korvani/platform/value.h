@@ -21,8 +21,8 @@ namespace korvani::platform {
 /// Null, boolean, number (integer or real, as it came), text (UTF-8), date, array or dictionary.
 ///
 /// A value never changes in place: arrays and dictionaries are shared between copies, so a copy is
-/// cheap and may cross threads. Comparison is by value; an integer never equals a real. No operation
-/// throws but for lack of memory.
+/// cheap and may cross threads. Comparison is by value; an integer never equals a real. No
+/// operation throws but for lack of memory.
 class KORVANI_EXPORT Value {
  public:
   using Array = std::vector<Value>;
@@ -32,9 +32,7 @@ class KORVANI_EXPORT Value {
   Value(std::nullptr_t) {}
   Value(std::same_as<bool> auto boolean) : content_(boolean) {}
   /// Every integer of up to 64 bits keeps its digits.
-  Value(std::integral auto number)
-    requires(!std::same_as<decltype(number), bool>)
-  {
+  Value(std::integral auto number) requires(!std::same_as<decltype(number), bool>) {
     if constexpr (std::signed_integral<decltype(number)>) {
       content_ = static_cast<std::int64_t>(number);
     } else if (std::in_range<std::int64_t>(number)) {

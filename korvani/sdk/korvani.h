@@ -30,9 +30,9 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
                                      public std::enable_shared_from_this<Korvani> {
  public:
   /// Starts the kit, or starts it again with other arguments. `APIKey` identifies the customer to
-  /// the service; without one an error line is logged and nothing starts. `localNotification` is the
-  /// one that launched the application, if any: it is handled 1 second later. `isProd` chooses the
-  /// production service, else the qualification service.
+  /// the service; without one an error line is logged and nothing starts. `localNotification` is
+  /// the one that launched the application, if any: it is handled 1 second later. `isProd` chooses
+  /// the production service, else the qualification service.
   static void initWithAPIKey(std::optional<std::string> APIKey,
                              std::shared_ptr<const platform::LocalNotification> localNotification,
                              bool isProd);
@@ -99,8 +99,9 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   void locationManagerDidStartMonitoringForRegion(
       const std::shared_ptr<platform::LocationManager>& manager,
       const std::shared_ptr<const platform::Region>& region) override;
-  void locationManagerDidEnterRegion(const std::shared_ptr<platform::LocationManager>& manager,
-                                     const std::shared_ptr<const platform::Region>& region) override;
+  void locationManagerDidEnterRegion(
+      const std::shared_ptr<platform::LocationManager>& manager,
+      const std::shared_ptr<const platform::Region>& region) override;
   void locationManagerDidExitRegion(const std::shared_ptr<platform::LocationManager>& manager,
                                     const std::shared_ptr<const platform::Region>& region) override;
   void locationManagerDidDetermineState(

@@ -20,8 +20,8 @@ class NavigationController;
 using Completion = std::function<void()>;
 
 /// Shows what the controllers decide. Called on the thread that asked for the change, main or
-/// background; the adapter takes it to the main thread, shows the changes in the order in which they
-/// were asked for, and runs each completion once, on the main thread, later.
+/// background; the adapter takes it to the main thread, shows the changes in the order in which
+/// they were asked for, and runs each completion once, on the main thread, later.
 class Stage {
  public:
   virtual ~Stage() = default;
@@ -68,9 +68,7 @@ class KORVANI_EXPORT ViewController : public std::enable_shared_from_this<ViewCo
   /// presents it. The completion runs though nothing was there to dismiss.
   void dismissViewControllerAnimated(bool animated, Completion completion = {});
   /// The navigation that holds this controller, null when there is none.
-  std::shared_ptr<NavigationController> navigationController() const {
-    return navigation_.lock();
-  }
+  std::shared_ptr<NavigationController> navigationController() const { return navigation_.lock(); }
 
  protected:
   virtual void viewDidLoad() {}
@@ -104,6 +102,8 @@ class KORVANI_EXPORT NavigationController : public ViewController {
   void pushViewController(std::shared_ptr<ViewController> controller, bool animated);
 
  private:
+  void hold(std::shared_ptr<ViewController> controller);
+
   std::vector<std::shared_ptr<ViewController>> controllers_;
   bool navigationBarHidden_ = false;
 };
