@@ -95,7 +95,7 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   // beacons: the region, and which of its beacons to report.
   void initLocationManager();
   void initBeacon();
-  std::shared_ptr<platform::BeaconRegion> newBeaconRegion(bool earlierRegion) const;
+  std::optional<platform::Uuid> configuredProximityUUID() const;
   void locationManagerDidStartMonitoringForRegion(
       const std::shared_ptr<platform::LocationManager>& manager,
       const std::shared_ptr<const platform::Region>& region) override;
@@ -121,7 +121,7 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   // net: the request layer, and the exchanges that use it.
   void requestPostWithUrl(const std::string& endpoint, const std::optional<Record>& parameters,
                           SuccessContinuation success, FailureContinuation failure);
-  bool blockedByDisabledMode() const;
+  bool isBlockedByDisabledMode() const;
   void requestCompleted(const std::string& endpoint, const platform::URLResponse& response,
                         const SuccessContinuation& success, const FailureContinuation& failure);
   void showErrorMessage(const platform::Value& message);

@@ -1,0 +1,29 @@
+// Log lines, and what is said of an exception that is dropped.
+#include <korvani/sdk/guard.h>
+
+#include <exception>
+#include <string>
+
+namespace korvani {
+
+void logLine(std::string_view text) { phone().log().write(text); }
+
+void logLine(std::string_view text, const platform::Value& argument) {
+  logLine(std::string(text) + argument.description());
+}
+
+void logDropped() noexcept {
+  try {
+    try {
+      throw;
+    } catch (const std::exception& error) {
+      logLine("ERROR - dropped after an exception -- ", error.what());
+    } catch (...) {
+      logLine("ERROR - dropped after an exception");
+    }
+  } catch (...) {
+    // The log itself fails; there is nobody left to tell.
+  }
+}
+
+}  // namespace korvani
