@@ -1,0 +1,163 @@
+// The running program over real sockets, with the demonstration's own scenarios and content.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Json = nlohmann::json;
+
+const std::string kDemo = KORVANI_DEMO_DIR;
+
+// korvani-service as a child, with its standard output and error on one pipe.
+class Program {
+ public:
+  explicit Program(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), KORVANI_SERVICE_PROGRAM);
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    int ends[2] = {};
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
+    EXPECT_EQ(posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[1]);
+    output_ = fdopen(ends[0], "r");
+  }
+  ~Program() {
+    if (pid_ > 0) end(SIGKILL);
+    fclose(output_);
+  }
+
+  // Without its line end; empty at the end of the output.
+  std::string line() {
+    std::string text;
+    for (int c = fgetc(output_); c != EOF && c != '\n'; c = fgetc(output_))
+      text += static_cast<char>(c);
+    return text;
+  }
+
+  // The exit status, or -1 for another end. The signal is 0 for a program that ends by itself.
+  int end(int signal) {
+    int status = 0;
+    if (signal != 0) kill(pid_, signal);
+    waitpid(std::exchange(pid_, -1), &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  pid_t pid_ = -1;
+  FILE* output_ = nullptr;
+};
+
+std::string portOf(const std::string& readyLine) {
+  const std::string start = "korvani-service listening on http://127.0.0.1:";
+  EXPECT_EQ(readyLine.substr(0, start.size()), start);
+  return readyLine.substr(start.size());
+}
+
+std::vector<std::string> demo(const std::string& port) {
+  return {"--port",          port, "--scenarios", kDemo + "/scenarios.json", "--content",
+          kDemo + "/content"};
+}
+
+TEST(ServiceProgram, AnswersTheDemonstrationAndLogsEachRequest) {
+  const std::string log = testing::TempDir() + "korvani_service_program_test.log";
+  std::remove(log.c_str());
+  std::vector<std::string> arguments = demo("0");
+  arguments.insert(arguments.end(), {"--log", log});
+  Program program(arguments);
+  const std::string port = portOf(program.line());
+  httplib::Client client("127.0.0.1", std::stoi(port));
+  client.set_keep_alive(true);
+  std::vector<std::string> expected;
+  const auto post = [&](const std::string& endpoint, const std::string& body, int status = 200) {
+    const auto answer = client.Post("/" + endpoint, {{"X-Api-Key", "demo-key"}}, body, "");
+    EXPECT_TRUE(answer && answer->status == status) << endpoint;
+    expected.push_back("POST " + endpoint + " " + std::to_string(status));
+    return answer ? Json::parse(answer->body, nullptr, false) : Json();
+  };
+  const auto get = [&](const std::string& path, int status) {
+    const auto answer = client.Get("/" + path);
+    EXPECT_TRUE(answer && answer->status == status) << path;
+    EXPECT_TRUE(answer && answer->body.empty() == (status != 200)) << path;
+    expected.push_back("GET " + path + " " + std::to_string(status));
+  };
+
+  EXPECT_EQ(post("configuration", "")["korvani_uuid"].get<std::string>().size(), 32u);
+  const std::string base = "http://127.0.0.1:" + port + "/";
+  const Json::json_pointer addresses[] = {
+      Json::json_pointer("/image/url"), Json::json_pointer("/image/action/url"),
+      Json::json_pointer("/url"), Json::json_pointer("/uri/fallback")};
+  int contents = 0;
+  for (int minor = 1; minor <= 3; ++minor) {
+    const Json answer = post("scenario", "major=0001&minor=000" + std::to_string(minor));
+    for (const auto& place : addresses) {
+      if (!answer.contains(place)) continue;
+      const std::string address = answer.at(place);
+      ASSERT_EQ(address.substr(0, base.size()), base);
+      get(address.substr(base.size()), 200);
+      ++contents;
+    }
+    EXPECT_EQ(post("confirm", "scenario_history_id=" + std::to_string(minor))["success"], true);
+  }
+  EXPECT_EQ(contents, 4);
+  EXPECT_EQ(post("scenario", "major=0001&minor=0004"), Json({{"success", false}}));
+  get("../scenarios.json", 404);
+  post("scenario", "x=" + std::string(1024 * 1024, 'x'), 413);
+  EXPECT_EQ(post("confirm", "scenario_history_id=%33&n=a+%ff")["success"], true);
+
+  std::ifstream file(log);  // read while the service runs and the connection is kept
+  std::vector<std::string> logged;
+  Json last;
+  for (std::string line; std::getline(file, line);) {
+    last = Json::parse(line);
+    logged.push_back(last["method"].get<std::string>() + " " + last["endpoint"].get<std::string>() +
+                     " " + last["status"].dump());
+  }
+  EXPECT_EQ(logged, expected);
+  EXPECT_EQ(last["key"], "demo-key");
+  EXPECT_EQ(last["parameters"], Json({{"scenario_history_id", "3"}, {"n", "a \uFFFD"}}));
+  EXPECT_EQ(program.end(SIGTERM), 0);
+}
+
+TEST(ServiceProgram, ATakenPortABadFileOrABadArgumentIsOneLineAndStatus2) {
+  Program first(demo("0"));
+  const std::string port = portOf(first.line());
+  std::vector<std::string> badFile = demo("0");
+  badFile[3] = kDemo + "/content/pears.png";
+  std::vector<std::string> badFolder = demo("0");
+  badFolder[5] = kDemo + "/scenarios.json";
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {demo(port), "127.0.0.1:" + port + ": the port is taken"},
+      {demo("65536"), "--port"},
+      {badFile, "pears.png: parse error"},
+      {badFolder, "scenarios.json: is not a folder"},
+      {{"--scenarios", kDemo}, kDemo},
+      {{"--colour"}, "--colour"},
+  };
+  for (const auto& [arguments, expected] : cases) {
+    Program program(arguments);
+    const std::string line = program.line();
+    EXPECT_EQ(line.rfind("korvani-service: ", 0), 0u) << line;
+    EXPECT_NE(line.find(expected), std::string::npos) << line;
+    EXPECT_EQ(program.line(), "");
+    EXPECT_EQ(program.end(0), 2) << line;
+  }
+  EXPECT_EQ(first.end(SIGINT), 0);
+}
+
+}  // namespace
