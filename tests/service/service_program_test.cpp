@@ -83,6 +83,7 @@ TEST(ServiceProgram, AnswersTheDemonstrationAndLogsEachRequest) {
   const std::string port = portOf(program.line());
   httplib::Client client("127.0.0.1", std::stoi(port));
   client.set_keep_alive(true);
+  client.set_tcp_nodelay(true);
   std::vector<std::string> expected;
   const auto post = [&](const std::string& endpoint, const std::string& body, int status = 200) {
     const auto answer = client.Post("/" + endpoint, {{"X-Api-Key", "demo-key"}}, body, "");
