@@ -1,0 +1,53 @@
+// How long the application lives, as seen by threads that may outlive it: none of them touches Qt
+// after it has gone, and none of them holds up its end.
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace korvani::qt {
+
+/// Never destroyed: threads look at it until the process ends.
+class ApplicationLife {
+ public:
+  /// Holds off the end while it lives; false after the end, and then the caller leaves Qt alone.
+  class Stay {
+   public:
+    explicit Stay(ApplicationLife& life) : life_(life), here_(life.enter()) {}
+    ~Stay();
+    Stay(const Stay&) = delete;
+    Stay& operator=(const Stay&) = delete;
+    explicit operator bool() const { return here_; }
+
+   private:
+    ApplicationLife& life_;
+    const bool here_;
+  };
+
+  /// Main thread, while the QApplication exists. It ends with the QApplication, or at `exit`.
+  static ApplicationLife& begin();
+
+  /// Main thread. Called once all others have left Qt; null for nothing.
+  void setFarewell(std::function<void()> farewell) { farewell_ = std::move(farewell); }
+  bool hasEnded() const;
+  /// After the end this does not return, but on the main thread.
+  void haltIfEnded() const;
+
+ private:
+  ApplicationLife() = default;
+  bool enter();
+  void leave();
+  void end();
+
+  const std::thread::id mainThread_ = std::this_thread::get_id();
+  mutable std::mutex mutex_;
+  std::condition_variable left_;
+  int inside_ = 0;
+  bool ended_ = false;
+  std::function<void()> farewell_;
+};
+
+}  // namespace korvani::qt

@@ -1,0 +1,52 @@
+// A timer that runs in the background, and the tasks that it ends.
+#include <korvani/qt/background_tasks.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace korvani::qt {
+
+BackgroundTasks::BackgroundTasks(std::chrono::milliseconds budget) : budget_(budget) {
+  timer_.setSingleShot(true);
+  timer_.setTimerType(Qt::PreciseTimer);
+  QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { expire(); });
+}
+
+platform::BackgroundTaskIdentifier BackgroundTasks::begin(std::function<void()> expirationHandler) {
+  if (deadline_.load() && !timer_.isActive()) startBudget();
+  open_.emplace(++lastIdentifier_, std::move(expirationHandler));
+  return lastIdentifier_;
+}
+
+void BackgroundTasks::end(platform::BackgroundTaskIdentifier identifier) {
+  open_.erase(identifier);
+}
+
+double BackgroundTasks::timeRemaining() const {
+  const auto deadline = deadline_.load();
+  if (!deadline) return std::numeric_limits<double>::max();
+  const std::chrono::duration<double> left = *deadline - std::chrono::steady_clock::now();
+  return std::max(left.count(), 0.0);
+}
+
+void BackgroundTasks::enteredBackground() { startBudget(); }
+
+void BackgroundTasks::becameActive() {
+  timer_.stop();
+  deadline_.store(std::nullopt);
+}
+
+void BackgroundTasks::startBudget() {
+  deadline_.store(std::chrono::steady_clock::now() + budget_);
+  timer_.start(budget_);
+}
+
+void BackgroundTasks::expire() {
+  const auto expired = std::exchange(open_, {});
+  for (const auto& [identifier, handler] : expired) {
+    if (handler) handler();
+  }
+}
+
+}  // namespace korvani::qt

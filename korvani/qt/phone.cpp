@@ -1,0 +1,123 @@
+// The composition root of the Linux phone: makes each adapter and hands it what it needs.
+#include <korvani/codec/json.h>
+#include <korvani/qt/application.h>
+#include <korvani/qt/background_tasks.h>
+#include <korvani/qt/clock.h>
+#include <korvani/qt/device.h>
+#include <korvani/qt/image.h>
+#include <korvani/qt/lifecycle.h>
+#include <korvani/qt/local_notifications.h>
+#include <korvani/qt/log.h>
+#include <korvani/qt/notification_center.h>
+#include <korvani/qt/phone.h>
+#include <korvani/qt/queues.h>
+#include <korvani/qt/screens.h>
+#include <korvani/qt/url_connection.h>
+#include <korvani/qt/user_defaults.h>
+#include <korvani/qt/walk_location.h>
+
+#include <QCoreApplication>
+
+namespace korvani::qt {
+
+namespace {
+
+constexpr std::chrono::minutes kBackgroundBudget{3};
+
+class LinuxPhone final : public Phone {
+ public:
+  LinuxPhone(QWidget* hostWindow, const PhoneOptions& options)
+      : life_(ApplicationLife::begin()),
+        log_(life_),
+        clock_(life_),
+        queues_(life_),
+        userDefaults_(life_, queues_, json_, options.settingsFile),
+        urlConnection_(options.mappedHosts),
+        locationService_(queues_.mainQueue(), walkOf(options)),
+        screens_(hostWindow, queues_.mainQueue()),
+        notifications_([this](const std::string& text, std::function<void()> opened) {
+          screens_.showBanner(text, std::move(opened));
+        }),
+        backgroundTasks_(kBackgroundBudget),
+        device_(screens_),
+        application_(screens_, notifications_, backgroundTasks_, queues_.mainQueue()),
+        lifecycle_([this] { enteredBackground(); }, [this] { becameActive(); }) {
+    life_.setFarewell([this] {
+      urlConnection_.stop();
+      userDefaults_.flush();
+    });
+  }
+  ~LinuxPhone() override { life_.setFarewell(nullptr); }
+
+  platform::Log& log() override { return log_; }
+  platform::Clock& clock() override { return clock_; }
+  platform::RandomUuids& randomUuids() override { return randomUuids_; }
+  platform::UserDefaults& standardUserDefaults() override { return userDefaults_; }
+  platform::NotificationCenter& defaultNotificationCenter() override { return center_; }
+  platform::Queues& queues() override { return queues_; }
+  platform::URLConnection& urlConnection() override { return urlConnection_; }
+  platform::JSONSerialization& json() override { return json_; }
+  platform::ImageDecoder& images() override { return images_; }
+  platform::LocationService& locationService() override { return locationService_; }
+  platform::Device& device() override { return device_; }
+  platform::Application& application() override { return application_; }
+  platform::WebViews& webViews() override { return screens_; }
+
+  void setLocalNotificationOpenedHandler(
+      std::function<void(const platform::Value& userInfo)> handler) override {
+    notifications_.setOpenedHandler(std::move(handler));
+  }
+  void forwardLifecycle(std::function<void()> didEnterBackground,
+                        std::function<void()> didBecomeActive) override {
+    didEnterBackground_ = std::move(didEnterBackground);
+    didBecomeActive_ = std::move(didBecomeActive);
+  }
+
+ private:
+  std::optional<Walk> walkOf(const PhoneOptions& options) const {
+    if (options.walkFile.isEmpty()) return std::nullopt;
+    return readWalk(options.walkFile, json_);
+  }
+
+  // The host hears of it first, then who observes it.
+  void enteredBackground() {
+    backgroundTasks_.enteredBackground();
+    if (didEnterBackground_) didEnterBackground_();
+    center_.post(platform::kApplicationDidEnterBackgroundNotification);
+  }
+  void becameActive() {
+    backgroundTasks_.becameActive();
+    if (didBecomeActive_) didBecomeActive_();
+  }
+
+  ApplicationLife& life_;
+  Log log_;
+  Clock clock_;
+  RandomUuids randomUuids_;
+  codec::JSON json_;
+  Queues queues_;
+  UserDefaults userDefaults_;
+  NotificationCenter center_;
+  URLConnection urlConnection_;
+  ImageDecoder images_;
+  WalkLocationService locationService_;
+  Screens screens_;
+  LocalNotifications notifications_;
+  BackgroundTasks backgroundTasks_;
+  Device device_;
+  Application application_;
+  Lifecycle lifecycle_;
+  std::function<void()> didEnterBackground_;
+  std::function<void()> didBecomeActive_;
+};
+
+}  // namespace
+
+std::shared_ptr<Phone> Phone::create(QWidget* hostWindow, PhoneOptions options) {
+  // After the application has gone, an end in good order is no longer possible, nor needed.
+  return std::shared_ptr<Phone>(new LinuxPhone(hostWindow, options), [](LinuxPhone* phone) {
+    if (QCoreApplication::instance() != nullptr) delete phone;
+  });
+}
+
+}  // namespace korvani::qt

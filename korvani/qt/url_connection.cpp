@@ -1,0 +1,137 @@
+// The thread that drives all transfers, and the two ways to ask it for one.
+#include <korvani/qt/threads.h>
+#include <korvani/qt/url_connection.h>
+
+#include <condition_variable>
+
+namespace korvani::qt {
+
+namespace {
+
+constexpr std::size_t kLongestAnswer = std::size_t{16} << 20U;
+constexpr std::size_t kLongestDownload = std::size_t{64} << 20U;
+// It is woken for each request; this only bounds a sleep without any.
+constexpr int kPollMilliseconds = 60'000;
+
+/// Where a caller waits for its download.
+class Awaited {
+ public:
+  void arrive(platform::URLResponse response) {
+    const std::lock_guard lock(mutex_);
+    response_ = std::move(response);
+    arrived_.notify_one();
+  }
+  platform::URLResponse wait() {
+    std::unique_lock lock(mutex_);
+    arrived_.wait(lock, [this] { return response_.has_value(); });
+    return *std::move(response_);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable arrived_;
+  std::optional<platform::URLResponse> response_;
+};
+
+}  // namespace
+
+URLConnection::URLConnection(const std::map<std::string, std::string>& mappedHosts)
+    : multi_((curl_global_init(CURL_GLOBAL_DEFAULT), curl_multi_init())) {
+  for (const auto& [from, to] : mappedHosts) {
+    mappedHosts_ = curl_slist_append(mappedHosts_, (from + ":" + to).c_str());
+  }
+}
+
+URLConnection::~URLConnection() {
+  stop();
+  for (const auto& [handle, exchange] : exchanges_) curl_multi_remove_handle(multi_, handle);
+  exchanges_.clear();
+  submitted_.clear();
+  curl_multi_cleanup(multi_);
+  curl_slist_free_all(mappedHosts_);
+}
+
+void URLConnection::sendAsynchronousRequest(platform::URLRequest request,
+                                            std::shared_ptr<platform::Queue> queue,
+                                            CompletionHandler completionHandler) {
+  auto finished = [queue = std::move(queue),
+                   handler = std::move(completionHandler)](platform::URLResponse response) {
+    queue->async([handler, response = std::move(response)] { handler(response); });
+  };
+  submit(std::make_unique<HttpExchange>(std::move(request), kLongestAnswer, mappedHosts_,
+                                        std::move(finished)));
+}
+
+std::optional<std::string> URLConnection::dataWithContentsOfURL(const platform::URL& url) {
+  const auto awaited = std::make_shared<Awaited>();
+  submit(std::make_unique<HttpExchange>(
+      platform::URLRequest{url.absoluteString(), "GET", {}, std::nullopt}, kLongestDownload,
+      mappedHosts_,
+      [awaited](platform::URLResponse response) { awaited->arrive(std::move(response)); }));
+  platform::URLResponse response = awaited->wait();
+  // The page that a server shows in place of a file is not the file.
+  if (response.error || response.statusCode >= 400) return std::nullopt;
+  return std::move(response.data);
+}
+
+void URLConnection::submit(std::unique_ptr<HttpExchange> exchange) {
+  if (exchange->flaw()) return exchange->fail(*exchange->flaw());
+  const std::lock_guard lock(mutex_);
+  if (stopped_) return;
+  if (!hasThread()) return exchange->fail("no thread for the request");
+  submitted_.push_back(std::move(exchange));
+  curl_multi_wakeup(multi_);
+}
+
+bool URLConnection::hasThread() {
+  if (!thread_ && multi_ != nullptr) thread_ = startThread([this] { work(); });
+  return thread_.has_value();
+}
+
+void URLConnection::stop() {
+  {
+    const std::lock_guard lock(mutex_);
+    stopped_ = true;
+  }
+  if (!thread_ || !thread_->joinable()) return;
+  curl_multi_wakeup(multi_);
+  thread_->join();
+}
+
+void URLConnection::work() {
+  Exchanges submitted;
+  while (takeSubmitted(submitted)) {
+    for (auto& exchange : submitted) start(std::move(exchange));
+    submitted.clear();
+    int running = 0;
+    curl_multi_perform(multi_, &running);
+    finishCompleted();
+    curl_multi_poll(multi_, nullptr, 0, kPollMilliseconds, nullptr);
+  }
+}
+
+bool URLConnection::takeSubmitted(Exchanges& exchanges) {
+  const std::lock_guard lock(mutex_);
+  exchanges.swap(submitted_);
+  return !stopped_;
+}
+
+void URLConnection::start(std::unique_ptr<HttpExchange> exchange) {
+  const CURLMcode result = curl_multi_add_handle(multi_, exchange->handle());
+  if (result != CURLM_OK) return exchange->fail(curl_multi_strerror(result));
+  exchanges_.emplace(exchange->handle(), std::move(exchange));
+}
+
+void URLConnection::finishCompleted() {
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    // The message goes with its handle.
+    const CURLcode result = message->data.result;
+    auto done = exchanges_.extract(message->easy_handle);
+    curl_multi_remove_handle(multi_, done.key());
+    done.mapped()->finish(result);
+  }
+}
+
+}  // namespace korvani::qt

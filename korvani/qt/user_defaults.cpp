@@ -1,0 +1,94 @@
+// A small write-behind store over the settings file.
+#include <korvani/qt/log.h>
+#include <korvani/qt/stored_value.h>
+#include <korvani/qt/user_defaults.h>
+
+#include <utility>
+
+namespace korvani::qt {
+
+namespace {
+
+constexpr std::chrono::milliseconds kFlushDelay{100};
+
+QString toQString(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+}  // namespace
+
+UserDefaults::UserDefaults(ApplicationLife& life, platform::Queues& queues,
+                           const platform::JSONSerialization& json, const QString& file)
+    : life_(life), queues_(queues), json_(json), file_(file) {
+  if (!file_.isEmpty()) return;
+  const QSettings hosts;
+  file_ = hosts.fileName();
+  format_ = hosts.format();
+}
+
+QSettings UserDefaults::settings() const { return QSettings(file_, format_); }
+
+platform::Value UserDefaults::objectForKey(std::string_view key) const {
+  const ApplicationLife::Stay stay(life_);
+  if (!stay) return {};
+  const std::lock_guard lock(mutex_);
+  const auto unwritten = unwritten_.find(key);
+  if (unwritten != unwritten_.end()) return unwritten->second;
+  return fromStored(settings().value(toQString(key)), json_);
+}
+
+void UserDefaults::setObject(const platform::Value& value, std::string_view key) {
+  const ApplicationLife::Stay stay(life_);
+  if (!stay) return;
+  const std::lock_guard lock(mutex_);
+  unwritten_.insert_or_assign(std::string(key), value);
+  if (std::exchange(flushIsDue_, true)) return;
+  queues_.mainQueueAfter(kFlushDelay, [this] { flush(); });
+}
+
+void UserDefaults::synchronize() {
+  const ApplicationLife::Stay stay(life_);
+  if (stay) flush();
+}
+
+platform::Value UserDefaults::dictionaryRepresentation() const {
+  const ApplicationLife::Stay stay(life_);
+  if (!stay) return platform::Value::Dictionary{};
+  const std::lock_guard lock(mutex_);
+  platform::Value::Dictionary all;
+  QSettings file = settings();
+  for (const QString& key : file.allKeys()) {
+    all.insert_or_assign(key.toStdString(), fromStored(file.value(key), json_));
+  }
+  for (const auto& [key, value] : unwritten_) {
+    if (value.isNull()) {
+      all.erase(key);
+    } else {
+      all.insert_or_assign(key, value);
+    }
+  }
+  return all;
+}
+
+void UserDefaults::flush() {
+  const std::lock_guard lock(mutex_);
+  flushIsDue_ = false;
+  QSettings file = settings();
+  for (const auto& [key, value] : unwritten_) {
+    if (value.isNull()) {
+      file.remove(toQString(key));
+    } else {
+      file.setValue(toQString(key), toStored(value));
+    }
+  }
+  // Also reads what other programs have written meanwhile.
+  file.sync();
+  if (file.status() == QSettings::NoError) {
+    unwritten_.clear();
+    saidFailure_ = false;
+  } else if (!std::exchange(saidFailure_, true)) {
+    qCWarning(phoneLog, "%s cannot be written: settings are kept in memory", qUtf8Printable(file_));
+  }
+}
+
+}  // namespace korvani::qt

@@ -1,0 +1,52 @@
+// The user-defaults port on QSettings: the kit's values stand beside the host's own.
+#pragma once
+
+#include <korvani/platform/json.h>
+#include <korvani/platform/queues.h>
+#include <korvani/platform/user_defaults.h>
+#include <korvani/qt/application_life.h>
+
+#include <QSettings>
+#include <QString>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+
+namespace korvani::qt {
+
+/// What is set gathers in memory and goes to the file together: soon, on the main queue, or at once
+/// with `synchronize`. A file that cannot be written is said once; its values stay in memory.
+class UserDefaults final : public platform::UserDefaults {
+ public:
+  /// Main thread. With no file, the host's own settings.
+  UserDefaults(ApplicationLife& life, platform::Queues& queues,
+               const platform::JSONSerialization& json, const QString& file);
+
+  platform::Value objectForKey(std::string_view key) const override;
+  void setObject(const platform::Value& value, std::string_view key) override;
+  void synchronize() override;
+  platform::Value dictionaryRepresentation() const override;
+
+  /// What `synchronize` does, when the application has just ended.
+  void flush();
+
+ private:
+  /// A settings object of the moment: one that lives on would get events on the main thread, there
+  /// without our mutex.
+  QSettings settings() const;
+
+  ApplicationLife& life_;
+  platform::Queues& queues_;
+  const platform::JSONSerialization& json_;
+  QString file_;
+  QSettings::Format format_ = QSettings::IniFormat;
+
+  mutable std::mutex mutex_;
+  /// Set and not yet in the file; null is removed.
+  std::map<std::string, platform::Value, std::less<>> unwritten_;
+  bool flushIsDue_ = false;
+  bool saidFailure_ = false;
+};
+
+}  // namespace korvani::qt
