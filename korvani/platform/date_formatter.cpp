@@ -16,7 +16,10 @@ std::string padded(unsigned number, int width) {
 
 std::string offsetText(std::chrono::minutes offset) {
   const auto minutes = static_cast<unsigned>(std::abs(offset.count()));
-  return (offset.count() < 0 ? "-" : "+") + padded(minutes / 60, 2) + padded(minutes % 60, 2);
+  std::string text(1, offset.count() < 0 ? '-' : '+');
+  text += padded(minutes / 60, 2);
+  text += padded(minutes % 60, 2);
+  return text;
 }
 
 }  // namespace

@@ -99,7 +99,9 @@ void appendJson(std::string& out, const Value& value, std::string_view null) {
     appendText(out, *text, true);
     out += '"';
   } else if (const auto* date = value.date()) {
-    out += '"' + ISO8601Text(*date) + '"';
+    out += '"';
+    out += ISO8601Text(*date);
+    out += '"';
   } else if (const auto* array = value.array()) {
     char separator = '[';
     for (const Value& element : *array) {
