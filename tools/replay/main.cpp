@@ -1,0 +1,71 @@
+// korvani-replay: plays a script to the kit on a simulated phone and prints what the kit does. See
+// docs/replay.md.
+#include <korvani/sdk/version.h>
+
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "player.h"
+#include "printer.h"
+#include "script.h"
+
+namespace korvani::replay {
+namespace {
+
+constexpr int kBadInput = 2;
+
+void play(Script& script, Printer& printer) {
+  std::unique_ptr<Player> player;
+  while (const auto step = script.next()) {
+    if (!player) {
+      player = std::make_unique<Player>(
+          script.start(), [&](const simulator::Effect& effect) { printer.print(effect); });
+    }
+    player->play(*step);
+    printer.flush();
+  }
+  if (player) player->finish();
+}
+
+int run(const std::string& name) {
+  std::ifstream file;
+  if (name != "-") {
+    file.open(name);
+    if (!file) {
+      std::cerr << name << ": cannot be read\n";
+      return kBadInput;
+    }
+  }
+  Script script(name == "-" ? std::cin : file, name);
+  Printer printer(stdout);
+  try {
+    play(script, printer);
+  } catch (const ScriptError& error) {
+    printer.flush();
+    std::cerr << error.what() << '\n';
+    return kBadInput;
+  }
+  if (printer.flush()) return 0;
+  std::cerr << "korvani-replay: the output cannot be written\n";
+  return 1;
+}
+
+}  // namespace
+}  // namespace korvani::replay
+
+int main(int argc, char** argv) {
+  std::ios::sync_with_stdio(false);
+  CLI::App app("Plays a script of events to Korvani on a simulated phone and prints every effect.");
+  std::string name = "-";
+  app.add_option("FILE", name, "the script, JSON Lines (default: standard input)");
+  app.set_version_flag("--version", KORVANI_VERSION_STRING);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : korvani::replay::kBadInput;
+  }
+  return korvani::replay::run(name);
+}

@@ -1,0 +1,38 @@
+// Reading a script, JSON Lines, one step at a time.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <istream>
+#include <optional>
+#include <string>
+
+#include "fields.h"
+#include "player.h"
+
+namespace korvani::replay {
+
+class Script {
+ public:
+  /// The name stands in error messages.
+  Script(std::istream& input, std::string name) : input_(input), name_(std::move(name)) {}
+
+  /// The next step; nothing at the end. Throws ScriptError, "NAME:LINE: what is wrong".
+  std::optional<Step> next();
+  /// The date at which the phone starts; known with the first step.
+  platform::Date start() const { return start_; }
+
+ private:
+  bool nextLine(std::string& line);
+  Step readStep(const std::string& line);
+  void readMoment(Fields& fields);
+
+  std::istream& input_;
+  const std::string name_;
+  std::size_t lineNumber_ = 0;
+  std::size_t stepCount_ = 0;
+  std::chrono::milliseconds at_{0};
+  platform::Date start_ = simulator::SimulatedPhone::kDefaultStart;
+};
+
+}  // namespace korvani::replay
