@@ -1,0 +1,109 @@
+// Layers watch their window for its size; a cover goes round its own widgets on Tab.
+#include <korvani/qt/cover.h>
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QEvent>
+#include <QKeyEvent>
+#include <algorithm>
+
+namespace korvani::qt {
+
+Layer::Layer(QWidget* window, Order order) : QWidget(window), order_(order) {
+  hide();
+  setAttribute(Qt::WA_NoMousePropagation);
+  window->installEventFilter(this);
+}
+
+void Layer::raiseInOrder() {
+  place(parentWidget()->size());
+  show();
+  std::vector<Layer*> rising = layers();
+  std::stable_sort(rising.begin(), rising.end(),
+                   [](const Layer* a, const Layer* b) { return a->order_ < b->order_; });
+  for (Layer* layer : rising) layer->raise();
+}
+
+std::vector<Layer*> Layer::layers() const {
+  std::vector<Layer*> layers;
+  for (QObject* sibling : parentWidget()->children()) {
+    if (auto* layer = dynamic_cast<Layer*>(sibling)) layers.push_back(layer);
+  }
+  return layers;
+}
+
+bool Layer::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == parentWidget() && event->type() == QEvent::Resize) place(parentWidget()->size());
+  return QWidget::eventFilter(watched, event);
+}
+
+void Cover::reveal() {
+  Cover* const above = shownAbove();
+  if (isHidden()) focusedBefore_ = above ? above->focusedBefore_.data() : window()->focusWidget();
+  raiseInOrder();
+  if (above) {
+    above->focusedBefore_ = this;
+  } else {
+    setFocus();
+  }
+}
+
+void Cover::retire() {
+  if (Cover* const above = shownAbove()) {
+    above->focusedBefore_ = focusedBefore_;
+  } else if (focusedBefore_) {
+    focusedBefore_->setFocus();
+  }
+  hide();
+}
+
+Cover* Cover::shownAbove() const {
+  for (Layer* layer : layers()) {
+    auto* const cover = dynamic_cast<Cover*>(layer);
+    if (cover && !cover->isHidden() && cover->order() > order()) return cover;
+  }
+  return nullptr;
+}
+
+bool Cover::focusNextPrevChild(bool next) {
+  QWidget* const from =
+      isAncestorOf(QApplication::focusWidget()) ? QApplication::focusWidget() : this;
+  const auto step = [next](QWidget* widget) {
+    return next ? widget->nextInFocusChain() : widget->previousInFocusChain();
+  };
+  for (QWidget* widget = step(from); widget != from; widget = step(widget)) {
+    const bool takesTab = (widget->focusPolicy() & Qt::TabFocus) && widget->isEnabled();
+    if (!takesTab || !widget->isVisible() || !focusScope()->isAncestorOf(widget)) continue;
+    widget->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+    break;
+  }
+  return true;
+}
+
+void Cover::keyPressEvent(QKeyEvent* event) {
+  event->accept();
+  if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) return;
+  if (auto* button = qobject_cast<QAbstractButton*>(focusWidget())) button->click();
+}
+
+CardColors CardColors::of(const QPalette& palette) {
+  if (palette.color(QPalette::Window).lightness() < 128) {
+    return {{44, 44, 48}, {242, 242, 245}, {160, 160, 168}, {72, 72, 78}};
+  }
+  return {{252, 252, 253}, {28, 28, 32}, {122, 122, 130}, {222, 222, 228}};
+}
+
+void paintCard(QPainter& painter, const QRectF& card, double radius, const QColor& fill) {
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Qt::NoPen);
+  // Rings that overlap more and more towards the card: a shadow without the cost of a blur.
+  painter.setBrush(QColor(0, 0, 0, 5));
+  for (int spread = kCardShadow - 4; spread > 0; --spread) {
+    const QRectF ring = card.adjusted(-spread, 4 - spread, spread, 4 + spread);
+    painter.drawRoundedRect(ring, radius + spread, radius + spread);
+  }
+  painter.setBrush(fill);
+  painter.drawRoundedRect(card, radius, radius);
+}
+
+}  // namespace korvani::qt

@@ -1,0 +1,75 @@
+// What lies over the host's window: layers in a fixed order that follow the window's size, the
+// cover that keeps mouse and keyboard for itself, and the look that cards share.
+#pragma once
+
+#include <QColor>
+#include <QPainter>
+#include <QPointer>
+#include <QWidget>
+#include <vector>
+
+namespace korvani::qt {
+
+/// A child of the host's window that stands above its content. It dies with the window.
+class Layer : public QWidget {
+ public:
+  /// Bottom to top.
+  enum class Order { kStage, kBanner, kAlert };
+
+  Layer(QWidget* window, Order order);
+
+ protected:
+  /// Shows this above the host's content and below the layers of higher order.
+  void raiseInOrder();
+  /// Sets the geometry for a window of that size.
+  virtual void place(const QSize& window) = 0;
+  bool eventFilter(QObject* watched, QEvent* event) override;
+  Order order() const { return order_; }
+  /// All layers over the same window, in the order of their making.
+  std::vector<Layer*> layers() const;
+
+ private:
+  const Order order_;
+};
+
+/// Covers the whole window: no touch and no key reaches the host's widgets while it is shown.
+class Cover : public Layer {
+ public:
+  using Layer::Layer;
+
+  /// Shows it and takes the keyboard, which a cover above it keeps until it goes.
+  void reveal();
+  /// Hides it and gives the keyboard back to the widget that had it.
+  void retire();
+
+ protected:
+  /// The widget in which Tab goes round.
+  virtual const QWidget* focusScope() const { return this; }
+  void place(const QSize& window) override { setGeometry(QRect({}, window)); }
+  bool focusNextPrevChild(bool next) override;
+  /// Return presses the button that has the focus.
+  void keyPressEvent(QKeyEvent* event) override;
+
+ private:
+  Cover* shownAbove() const;
+
+  QPointer<QWidget> focusedBefore_;
+};
+
+/// The colours of a card, light or dark as the host's palette is.
+struct CardColors {
+  QColor fill;
+  QColor text;
+  QColor quietText;
+  QColor line;
+
+  static CardColors of(const QPalette& palette);
+};
+
+/// The room that a card's shadow takes on each side.
+constexpr int kCardShadow = 18;
+
+/// A rounded card with a soft shadow around it.
+void paintCard(QPainter& painter, const QRectF& card, double radius, const QColor& fill);
+
+}  // namespace korvani::qt

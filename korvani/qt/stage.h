@@ -1,0 +1,56 @@
+// Plays the transitions of the host's window: screens slide in and out, one after another.
+#pragma once
+
+#include <korvani/platform/screens/view_controller.h>
+
+#include <QObject>
+#include <QPointer>
+#include <deque>
+#include <memory>
+#include <optional>
+
+class QAbstractAnimation;
+class QWidget;
+
+namespace korvani::qt {
+
+class StageCover;
+
+/// The same three operations as platform::Stage, all on the main thread. Each transition begins
+/// when the one before has ended; its completion runs once at its end, though the window is gone.
+class WindowStage {
+ public:
+  explicit WindowStage(QWidget* window);
+  ~WindowStage();
+
+  void present(std::shared_ptr<platform::ViewController> presented, bool animated,
+               platform::Completion completion);
+  void dismiss(std::shared_ptr<platform::ViewController> presented, bool animated,
+               platform::Completion completion);
+  void push(std::shared_ptr<platform::NavigationController> navigation,
+            std::shared_ptr<platform::ViewController> pushed, bool animated);
+
+ private:
+  enum class Kind { kPresent, kDismiss, kPush };
+  struct Transition {
+    Kind kind;
+    std::shared_ptr<platform::ViewController> controller;
+    bool animated;
+    platform::Completion completion;
+    std::shared_ptr<platform::NavigationController> navigation = {};
+  };
+
+  void enqueue(Transition transition);
+  void play();
+  QAbstractAnimation* begin(const Transition& transition);
+  void end();
+
+  const QPointer<QWidget> window_;
+  QPointer<StageCover> cover_;
+  std::deque<Transition> waiting_;
+  std::optional<Transition> playing_;
+  /// Ends the connections to this stage with it.
+  QObject context_;
+};
+
+}  // namespace korvani::qt

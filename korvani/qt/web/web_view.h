@@ -1,0 +1,40 @@
+// The web view of the Linux phone: the model, and the page that the plug-in shows for it.
+#pragma once
+
+#include <korvani/platform/queues.h>
+#include <korvani/platform/screens/web_view.h>
+#include <korvani/qt/web/page_view.h>
+
+#include <QPointer>
+#include <functional>
+#include <optional>
+
+namespace korvani::qt {
+
+/// Main thread. Only http, https and about:blank are shown: what else is asked for fails, as all
+/// does where the plug-in is missing or the window is gone. Nothing of a page is kept on disk.
+class WebView final : public platform::WebView {
+ public:
+  WebView(platform::Rect frame, QWidget* window, platform::Queue& mainQueue)
+      : platform::WebView(frame), window_(window), mainQueue_(mainQueue) {}
+  ~WebView() override;
+
+  /// The page's widget, hidden in the window until a mirror takes it; null before the first load.
+  QWidget* page();
+
+ protected:
+  void load(const std::optional<platform::URL>& url) override;
+
+ private:
+  bool makePage();
+  /// Tells the delegate later, if there is still a view; a page may call it after its view has
+  /// died.
+  std::function<void(const QString&)> failure();
+
+  const QPointer<QWidget> window_;
+  platform::Queue& mainQueue_;
+  QPointer<PageView> page_;
+  bool hadPage_ = false;
+};
+
+}  // namespace korvani::qt
