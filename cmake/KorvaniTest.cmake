@@ -1,19 +1,22 @@
 # How a test program is declared, and the promise that every test source is part of one.
 include_guard()
 
-# korvani_test(NAME SOURCES a_test.cpp ... LIBS target ... [LABELS label ...] [LOCK name] [MAIN])
+# korvani_test(NAME SOURCES a_test.cpp ... LIBS target ... [LABELS label] [LOCK name] [MAIN])
 #
 # Builds the GoogleTest program NAME and makes each of its cases a ctest test, "NAME.Suite.Case",
 # which runs in a process of its own. The cases are listed when ctest runs, not when we build.
 # The label web marks what needs the web engine: it is left out where the engine's plug-in is not built.
 # LOCK names a resource that only one test may hold at a time. MAIN: the sources have a main().
 function(korvani_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "MAIN" "LOCK" "SOURCES;LIBS;LABELS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "MAIN" "LABELS;LOCK" "SOURCES;LIBS")
+  if(arg_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "korvani_test(${name}) knows no ${arg_UNPARSED_ARGUMENTS}")
+  endif()
   foreach(source IN LISTS arg_SOURCES)
     cmake_path(ABSOLUTE_PATH source)
     set_property(GLOBAL APPEND PROPERTY KORVANI_TEST_SOURCES "${source}")
   endforeach()
-  if("web" IN_LIST arg_LABELS AND NOT KORVANI_BUILD_WEB)
+  if(arg_LABELS STREQUAL "web" AND NOT KORVANI_BUILD_WEB)
     return()
   endif()
 
@@ -24,9 +27,9 @@ function(korvani_test name)
                         RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/tests/bin")
   korvani_warnings(${name})
 
-  set(properties ENVIRONMENT QT_QPA_PLATFORM=offscreen)
+  set(properties "")
   if(arg_LABELS)
-    list(APPEND properties LABELS "${arg_LABELS}")
+    list(APPEND properties LABELS ${arg_LABELS})
   endif()
   if(arg_LOCK)
     list(APPEND properties RESOURCE_LOCK ${arg_LOCK})
