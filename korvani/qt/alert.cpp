@@ -49,7 +49,7 @@ class AlertCover final : public Cover {
     const int width = std::min(kCardWidth, window.width() - 2 * kPadding);
     const int inner = width - 2 * kPadding;
     const int titleHeight = title_->text().isEmpty() ? 0 : title_->heightForWidth(inner) + 8;
-    message_->document()->setTextWidth(inner);
+    message_->resize(inner, window.height());  // lays the text out in that width
     const int around = 2 * kPadding + titleHeight + kButtonHeight;
     const int textHeight = std::min(static_cast<int>(message_->document()->size().height()) + 1,
                                     std::max(0, window.height() - around - 2 * kPadding));
@@ -124,11 +124,12 @@ class AlertCover final : public Cover {
     button_->setAccessibleName(shortened(text));
     button_->setCursor(Qt::PointingHandCursor);
     button_->setStyleSheet(
-        QStringLiteral("QPushButton { border: none; background: transparent; color: #0a6cff;"
-                       " font-size: 17px; font-weight: 600; border-bottom-left-radius: 16px;"
-                       " border-bottom-right-radius: 16px; }"
-                       "QPushButton:hover { background: rgba(128, 128, 128, 24); }"
-                       "QPushButton:pressed { background: rgba(128, 128, 128, 56); }"));
+        QString("QPushButton { border: none; background: transparent; color: %1; font-size: 17px;"
+                " font-weight: 600; border-bottom-left-radius: 16px;"
+                " border-bottom-right-radius: 16px; }"
+                "QPushButton:hover { background: rgba(128, 128, 128, 24); }"
+                "QPushButton:pressed { background: rgba(128, 128, 128, 56); }")
+            .arg(colors_.accent.name()));
   }
 
   const CardColors colors_;

@@ -178,7 +178,7 @@ class BannerCard final : public Layer {
       return;
     }
     painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(10, 108, 255));
+    painter.setBrush(colors_.accent);
     painter.drawRoundedRect(tile, 9, 9);
     painter.setPen(Qt::white);
     painter.setFont(sized(font(), 19, QFont::DemiBold));

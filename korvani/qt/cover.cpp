@@ -88,16 +88,16 @@ void Cover::keyPressEvent(QKeyEvent* event) {
 
 CardColors CardColors::of(const QPalette& palette) {
   if (palette.color(QPalette::Window).lightness() < 128) {
-    return {{44, 44, 48}, {242, 242, 245}, {160, 160, 168}, {72, 72, 78}};
+    return {{44, 44, 48}, {242, 242, 245}, {160, 160, 168}, {72, 72, 78}, {90, 160, 255}};
   }
-  return {{252, 252, 253}, {28, 28, 32}, {122, 122, 130}, {222, 222, 228}};
+  return {{252, 252, 253}, {28, 28, 32}, {112, 112, 120}, {222, 222, 228}, {10, 98, 232}};
 }
 
 void paintCard(QPainter& painter, const QRectF& card, double radius, const QColor& fill) {
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(Qt::NoPen);
   // Rings that overlap more and more towards the card: a shadow without the cost of a blur.
-  painter.setBrush(QColor(0, 0, 0, 5));
+  painter.setBrush(QColor(0, 0, 0, 3));
   for (int spread = kCardShadow - 4; spread > 0; --spread) {
     const QRectF ring = card.adjusted(-spread, 4 - spread, spread, 4 + spread);
     painter.drawRoundedRect(ring, radius + spread, radius + spread);

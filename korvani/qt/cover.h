@@ -62,6 +62,7 @@ struct CardColors {
   QColor text;
   QColor quietText;
   QColor line;
+  QColor accent;
 
   static CardColors of(const QPalette& palette);
 };

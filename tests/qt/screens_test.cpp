@@ -1,0 +1,378 @@
+// The screens of the Linux phone, on offscreen windows: what the models say is seen, what the user
+// presses reaches them, and the order of things holds.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <korvani/qt/banner.h>
+#include <korvani/qt/image.h>
+#include <korvani/qt/queues.h>
+#include <korvani/qt/screens.h>
+
+#include <QAbstractButton>
+#include <QBuffer>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+#include <QTextEdit>
+#include <QVariantAnimation>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "waiting.h"
+
+namespace korvani::qt {
+namespace {
+
+using platform::Button;
+using platform::Color;
+using platform::ImageView;
+using platform::NavigationController;
+using platform::View;
+using platform::ViewController;
+using testing::ElementsAre;
+
+constexpr Color kBlue{0, 0, 255};
+
+/// A screen like the kit's: a close button, an image, and a tap area that reaches past the edge.
+class PopUp final : public ViewController {
+ public:
+  explicit PopUp(Color background = kBlue) : background_(background) {}
+
+  std::shared_ptr<Button> close = Button::buttonWithType(platform::ButtonType::kCustom);
+  std::shared_ptr<Button> tapArea = Button::buttonWithType(platform::ButtonType::kCustom);
+  std::shared_ptr<ImageView> image = std::make_shared<ImageView>(platform::Rect{0, 64, 200, 236});
+  int taps = 0;
+
+ protected:
+  void viewDidLoad() override {
+    view()->setBackgroundColor(background_);
+    close->setFrame({2, 22, 40, 40});
+    close->setImage(std::make_shared<QtImage>(filled(QSize(75, 75), Qt::white), 3),
+                    platform::ControlState::kNormal);
+    close->addAction([this](const auto&) { dismissViewControllerAnimated(true); },
+                     platform::ControlEvent::kTouchUpInside);
+    image->setContentMode(platform::ContentMode::kScaleAspectFit);
+    tapArea->setFrame({0, 64, 200, 300});
+    tapArea->addAction([this](const auto&) { ++taps; }, platform::ControlEvent::kTouchUpInside);
+    for (const std::shared_ptr<View>& part :
+         {std::shared_ptr<View>(close), std::shared_ptr<View>(image),
+          std::shared_ptr<View>(tapArea)}) {
+      view()->addSubview(part);
+    }
+  }
+
+ public:
+  static QImage filled(QSize size, QColor color) {
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(color);
+    return image;
+  }
+
+ private:
+  const Color background_;
+};
+
+class ScreensTest : public testing::Test {
+ protected:
+  ScreensTest() {
+    host_->resize(200, 300);
+    host_->show();
+  }
+
+  std::shared_ptr<ViewController> root() { return screens_.rootViewController(); }
+  platform::Completion note(std::string what) {
+    return [this, what] { events_.push_back(what); };
+  }
+  void untilEvents(std::size_t count) {
+    runUntil([&] { return events_.size() == count; });
+  }
+  /// Presents it without a slide and waits until it stands there.
+  void show(const std::shared_ptr<ViewController>& popUp) {
+    bool shown = false;
+    root()->presentViewController(popUp, false, [&] { shown = true; });
+    runUntil([&] { return shown; });
+  }
+  /// The pop-ups in the window, bottom to top.
+  QList<QWidget*> popUps() const { return host_->findChildren<QWidget*>("korvaniPopUp"); }
+  /// The button of that accessible name that the user can press now; null when there is none.
+  QAbstractButton* button(const QString& name) const {
+    for (auto* found : host_->findChildren<QAbstractButton*>()) {
+      if (found->accessibleName() == name && found->isVisible()) return found;
+    }
+    return nullptr;
+  }
+  /// The animation that has just begun, stopped where it is.
+  QVariantAnimation* haltedSlide() const {
+    runUntil([&] { return host_->findChild<QVariantAnimation*>(); });
+    auto* const slide = host_->findChild<QVariantAnimation*>();
+    slide->pause();
+    return slide;
+  }
+  QColor pixel(int x, int y) const { return host_->grab().toImage().pixelColor(x, y); }
+
+  MainQueue mainQueue_;
+  std::unique_ptr<QWidget> host_ = std::make_unique<QWidget>();
+  Screens screens_{host_.get(), mainQueue_};
+  std::vector<std::string> events_;
+};
+
+TEST_F(ScreensTest, TransitionsFollowEachOtherInTheOrderAskedFor) {
+  const auto first = std::make_shared<PopUp>();
+  const auto second = std::make_shared<PopUp>();
+  std::thread([&] {
+    root()->presentViewController(first, true, note("first presented"));
+    root()->dismissViewControllerAnimated(true, [&] {
+      EXPECT_TRUE(popUps().empty());
+      note("first dismissed")();
+      root()->presentViewController(second, true, note("second presented"));
+    });
+    root()->dismissViewControllerAnimated(false, note("nothing to dismiss"));
+  }).join();
+  EXPECT_TRUE(events_.empty());
+  untilEvents(4);
+  EXPECT_THAT(events_, ElementsAre("first presented", "first dismissed", "nothing to dismiss",
+                                   "second presented"));
+  ASSERT_EQ(popUps().size(), 1);
+  EXPECT_EQ(popUps().front()->geometry(), host_->rect());
+  EXPECT_EQ(second->presentingViewController(), root());
+}
+
+TEST_F(ScreensTest, SlidesInFromBelow) {
+  root()->presentViewController(std::make_shared<PopUp>(), true, note("presented"));
+  QVariantAnimation* const slide = haltedSlide();
+  slide->setCurrentTime(0);
+  EXPECT_EQ(popUps().front()->pos(), QPoint(0, 300));
+  slide->setCurrentTime(slide->duration() / 2);
+  EXPECT_THAT(popUps().front()->y(), testing::AllOf(testing::Gt(0), testing::Lt(300)));
+  EXPECT_TRUE(events_.empty());
+  slide->resume();
+  untilEvents(1);
+  EXPECT_EQ(popUps().front()->pos(), QPoint(0, 0));
+}
+
+TEST_F(ScreensTest, MirrorsTheModelsAndTheirChanges) {
+  const auto popUp = std::make_shared<PopUp>();
+  show(popUp);
+  EXPECT_EQ(pixel(100, 10), QColor(Qt::blue));
+  EXPECT_EQ(pixel(22, 42), QColor(Qt::white)) << "the close image, 25 points in 40";
+  EXPECT_EQ(pixel(8, 28), QColor(Qt::blue)) << "around the close image";
+
+  // Twice as wide as high: 200 × 100 in the middle of 64..300, bands above and below.
+  popUp->image->setImage(std::make_shared<QtImage>(PopUp::filled({20, 10}, Qt::red), 1));
+  EXPECT_EQ(pixel(100, 182), QColor(Qt::red));
+  EXPECT_EQ(pixel(3, 182), QColor(Qt::red));
+  EXPECT_EQ(pixel(100, 125), QColor(Qt::blue));
+  EXPECT_EQ(pixel(100, 240), QColor(Qt::blue));
+
+  popUp->image->setContentMode(platform::ContentMode::kScaleToFill);
+  EXPECT_EQ(pixel(100, 70), QColor(Qt::red));
+  popUp->image->setFrame({0, 200, 200, 100});
+  EXPECT_EQ(pixel(100, 70), QColor(Qt::blue));
+  popUp->view()->setBackgroundColor(Color{0, 128, 0});
+  EXPECT_EQ(pixel(100, 10), QColor(0, 128, 0));
+  const auto late = std::make_shared<View>(platform::Rect{150, 0, 20, 20});
+  late->setBackgroundColor(Color{255, 0, 0});
+  popUp->view()->addSubview(late);
+  EXPECT_EQ(pixel(160, 10), QColor(Qt::red));
+}
+
+TEST_F(ScreensTest, TouchesReachTheFrontMostButton) {
+  int hostClicks = 0;
+  QPushButton behind("behind", host_.get());
+  behind.setGeometry(host_->rect());
+  behind.show();
+  QObject::connect(&behind, &QPushButton::clicked, [&] { ++hostClicks; });
+  const auto popUp = std::make_shared<PopUp>();
+  show(popUp);
+
+  const auto click = [&](QPoint place) {
+    QTest::mouseClick(host_->windowHandle(), Qt::LeftButton, {}, place);
+  };
+  click({100, 65});  // on the band above the image
+  click({100, 290});
+  EXPECT_EQ(popUp->taps, 2);
+  click({100, 10});  // beside the close button
+  EXPECT_EQ(popUp->taps, 2);
+  EXPECT_EQ(root()->presentedViewController(), popUp);
+  click({22, 42});
+  EXPECT_EQ(root()->presentedViewController(), nullptr);
+  runUntil([&] { return popUps().empty(); });
+  EXPECT_EQ(hostClicks, 0);
+  click({100, 290});
+  EXPECT_EQ(hostClicks, 1);
+}
+
+TEST_F(ScreensTest, PushedScreensGoWithTheirNavigation) {
+  const auto bottom = std::make_shared<PopUp>();
+  const auto pushed = std::make_shared<PopUp>(Color{255, 0, 0});
+  const auto navigation = NavigationController::initWithRootViewController(bottom);
+  show(navigation);
+  EXPECT_EQ(pixel(100, 10), QColor(Qt::blue));
+
+  navigation->pushViewController(pushed, true);
+  QVariantAnimation* const slide = haltedSlide();
+  slide->setCurrentTime(slide->duration() / 2);
+  EXPECT_EQ(pixel(199, 10), QColor(Qt::red)) << "it comes from the right";
+  EXPECT_EQ(pixel(1, 10), QColor(Qt::blue));
+  slide->resume();
+  runUntil([&] { return !host_->findChild<QVariantAnimation*>(); });
+  EXPECT_EQ(pixel(1, 10), QColor(Qt::red));
+  pushed->close->sendActionsForControlEvent(platform::ControlEvent::kTouchUpInside);
+  runUntil([&] { return popUps().empty(); });
+  EXPECT_EQ(root()->presentedViewController(), nullptr);
+}
+
+TEST_F(ScreensTest, DismissingTakesWhatStandsOnTop) {
+  const auto lower = std::make_shared<PopUp>();
+  show(lower);
+  lower->presentViewController(std::make_shared<PopUp>(Color{255, 0, 0}), false, note("upper"));
+  untilEvents(1);
+  EXPECT_EQ(popUps().size(), 2);
+  root()->dismissViewControllerAnimated(true, note("both"));
+  untilEvents(2);
+  EXPECT_TRUE(popUps().empty());
+}
+
+TEST_F(ScreensTest, FollowsTheWindowWhileTheModelsKeepTheirFrames) {
+  const auto popUp = std::make_shared<PopUp>();
+  show(popUp);
+  host_->resize(500, 400);
+  EXPECT_EQ(popUps().front()->geometry(), QRect(0, 0, 500, 400));
+  EXPECT_EQ(pixel(499, 399), QColor(Qt::blue));
+  EXPECT_EQ(button("Close")->geometry(), QRect(2, 22, 40, 40));
+  EXPECT_EQ(popUp->close->frame(), (platform::Rect{2, 22, 40, 40}));
+  EXPECT_EQ(screens_.mainScreenBounds(), (platform::Rect{0, 0, 500, 400}));
+}
+
+TEST_F(ScreensTest, WithoutAWindowCompletionsStillRun) {
+  root()->presentViewController(std::make_shared<PopUp>(), true, note("presented"));
+  runUntil([&] { return !popUps().empty(); });
+  host_.reset();
+  untilEvents(1);
+  root()->dismissViewControllerAnimated(true, note("dismissed"));
+  root()->presentViewController(std::make_shared<PopUp>(), true, note("presented again"));
+  screens_.showAlert({{}, "nobody sees it", {}, "OK"});
+  screens_.showBanner("nor this", note("opened"));
+  untilEvents(3);
+  EXPECT_THAT(events_, ElementsAre("presented", "dismissed", "presented again"));
+  EXPECT_EQ(screens_.mainScreenBounds(), (platform::Rect{0, 0, 0, 0}));
+}
+
+TEST_F(ScreensTest, TheKeyboardStaysInThePopUpUntilItGoes) {
+  QLineEdit field(host_.get());
+  field.show();
+  field.setFocus();
+  host_->activateWindow();
+  const auto popUp = std::make_shared<PopUp>();
+  show(popUp);
+  const auto press = [](Qt::Key key) { QTest::keyClick(QApplication::focusWidget(), key); };
+
+  press(Qt::Key_Tab);
+  EXPECT_EQ(QApplication::focusWidget(), button("Close"));
+  press(Qt::Key_Tab);
+  EXPECT_EQ(QApplication::focusWidget(), button("Image"));
+  press(Qt::Key_Return);
+  press(Qt::Key_Space);
+  EXPECT_EQ(popUp->taps, 2);
+  press(Qt::Key_Tab);
+  EXPECT_EQ(QApplication::focusWidget(), button("Close"));
+
+  press(Qt::Key_Escape);
+  EXPECT_EQ(root()->presentedViewController(), nullptr);
+  runUntil([&] { return popUps().empty(); });
+  EXPECT_EQ(QApplication::focusWidget(), &field);
+}
+
+class AnsweredAlert final : public platform::AlertDelegate {
+ public:
+  void alertClickedButtonAtIndex(int index) override { indexes.push_back(index); }
+  std::vector<int> indexes;
+};
+
+TEST_F(ScreensTest, AlertsAreShownInTurnAndAnswered) {
+  const auto delegate = std::make_shared<AnsweredAlert>();
+  screens_.showAlert({{}, "<b>wrong</b> key &amp; more", delegate, "OK"});
+  screens_.showAlert({"Title", std::string(100'000, 'x'), delegate, "OK"});
+  screens_.showAlert({{}, "its delegate has gone", std::make_shared<AnsweredAlert>(), "OK"});
+  runUntil([&] { return button("OK"); });
+  const auto message = [&] { return host_->findChild<QTextEdit*>("message"); };
+  EXPECT_EQ(message()->toPlainText(), "<b>wrong</b> key &amp; more");
+
+  // A pop-up that comes while an alert waits stands under it, and leaves it the keyboard.
+  show(std::make_shared<PopUp>());
+  EXPECT_EQ(QApplication::focusWidget(), button("OK"));
+  QTest::keyClick(button("OK"), Qt::Key_Escape);
+  EXPECT_THAT(delegate->indexes, ElementsAre(0));
+  EXPECT_EQ(popUps().size(), 1) << "Escape was for the alert";
+
+  EXPECT_LT(message()->toPlainText().size(), 5000);
+  EXPECT_TRUE(host_->rect().contains(button("OK")->geometry())) << "a long text scrolls";
+  QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+  EXPECT_THAT(delegate->indexes, ElementsAre(0, 0));
+  button("OK")->click();
+  EXPECT_EQ(button("OK"), nullptr);
+  EXPECT_TRUE(popUps().front()->parentWidget()->hasFocus());
+}
+
+TEST_F(ScreensTest, BannersAreOpenedOnceAndLeaveInTurn) {
+  Banners banners(host_.get(), std::chrono::hours(1));
+  const auto banner = [&](const QString& text) { return button(text); };
+  banners.show("first", note("first"));
+  banners.show("second", note("second"));
+  ASSERT_TRUE(banner("first"));
+  EXPECT_FALSE(banner("second"));
+  banner("first")->click();
+  banner("first")->click();
+  EXPECT_THAT(events_, ElementsAre("first"));
+
+  runUntil([&] { return banner("second"); });
+  EXPECT_FALSE(banner("first"));
+  button("Close")->click();
+  runUntil([&] { return !banner("second"); });
+
+  // One that nobody touches leaves by itself.
+  Banners hasty(host_.get(), std::chrono::milliseconds(1));
+  hasty.show("third", note("third"));
+  hasty.show("fourth", note("fourth"));
+  runUntil([&] { return banner("fourth"); });
+  runUntil([&] { return !banner("fourth"); });
+  EXPECT_THAT(events_, ElementsAre("first"));
+}
+
+std::string encoded(const QImage& image, const char* format) {
+  QByteArray bytes;
+  QBuffer buffer(&bytes);
+  buffer.open(QIODevice::WriteOnly);
+  image.save(&buffer, format);
+  return bytes.toStdString();
+}
+
+TEST(ImageDecoderTest, DecodesWhatQtReadsAndNothingElse) {
+  ImageDecoder decoder;
+  const QImage pixels = PopUp::filled({30, 60}, Qt::red);
+  for (const char* format : {"PNG", "JPG", "BMP"}) {
+    const auto image = decoder.imageWithData(encoded(pixels, format), 3);
+    ASSERT_TRUE(image) << format;
+    EXPECT_EQ(image->size(), (platform::Size{10, 20})) << format;
+  }
+
+  // A quarter turn by EXIF, right behind the start marker.
+  const std::string_view turned(
+      "\xFF\xE1\x00\x22"
+      "Exif\0\0MM\0\x2A\0\0\0\x08\0\x01\x01\x12\0\x03"
+      "\0\0\0\x01\0\x06\0\0\0\0\0\0",
+      36);
+  const auto upright = decoder.imageWithData(encoded(pixels, "JPG").insert(2, turned), 1);
+  ASSERT_TRUE(upright);
+  EXPECT_EQ(upright->size(), (platform::Size{60, 30}));
+
+  std::string huge = encoded(PopUp::filled({1, 1}, Qt::red), "BMP");
+  huge.replace(18, 8, std::string("\x20\x4E\0\0\x20\x4E\0\0", 8));  // says 20,000 × 20,000
+  const std::string png = encoded(pixels, "PNG");
+  for (const std::string& bad : {std::string(), std::string("no image"), huge, png.substr(0, 30)}) {
+    EXPECT_FALSE(decoder.imageWithData(bad, 1)) << bad.size();
+  }
+}
+
+}  // namespace
+}  // namespace korvani::qt
