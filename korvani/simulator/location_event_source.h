@@ -10,9 +10,9 @@ namespace korvani::simulator {
 
 struct LocationEventSource {
   /// In order of creation, from 1; the latest when left out.
-  std::optional<std::size_t> manager;
+  std::optional<std::size_t> manager = std::nullopt;
   /// The region's proximity UUID; the region last started when left out.
-  std::optional<platform::Uuid> proximityUUID;
+  std::optional<platform::Uuid> proximityUUID = std::nullopt;
   /// False: a region of another kind, which is no beacon region.
   bool beaconRegion = true;
 };

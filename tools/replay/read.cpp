@@ -3,11 +3,11 @@
 
 #include <korvani/codec/png.h>
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <fstream>
-#include <iterator>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -138,8 +138,12 @@ platform::Beacon readBeacon(const Value& value) {
 std::string readFile(const Value& path) {
   const std::string name = asText(path);
   std::ifstream file(name, std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(file), {}};
-  if (!file) throw ScriptError("cannot read the file " + quoted(name));
+  std::string bytes;
+  std::array<char, 65536> piece;
+  while (file.read(piece.data(), piece.size()) || file.gcount() > 0) {
+    bytes.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+  }
+  if (!file.is_open() || file.bad()) throw ScriptError("cannot read the file " + quoted(name));
   return bytes;
 }
 
