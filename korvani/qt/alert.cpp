@@ -8,8 +8,11 @@
 #include <QPushButton>
 #include <QTextBlockFormat>
 #include <QTextCursor>
+#include <QTextDocument>
 #include <QTextEdit>
 #include <algorithm>
+#include <cmath>
+#include <memory>
 
 namespace korvani::qt {
 namespace {
@@ -49,10 +52,9 @@ class AlertCover final : public Cover {
     const int width = std::min(kCardWidth, window.width() - 2 * kPadding);
     const int inner = width - 2 * kPadding;
     const int titleHeight = title_->text().isEmpty() ? 0 : title_->heightForWidth(inner) + 8;
-    message_->resize(inner, window.height());  // lays the text out in that width
     const int around = 2 * kPadding + titleHeight + kButtonHeight;
-    const int textHeight = std::min(static_cast<int>(message_->document()->size().height()) + 1,
-                                    std::max(0, window.height() - around - 2 * kPadding));
+    const int textHeight =
+        std::min(messageHeight(inner), std::max(0, window.height() - around - 2 * kPadding));
 
     card_ = QRect(0, 0, width, around + textHeight);
     card_.moveCenter(rect().center());
@@ -78,6 +80,13 @@ class AlertCover final : public Cover {
   }
 
  private:
+  /// Asked of a copy: the editor lays out its own document only while it is visible.
+  int messageHeight(int width) const {
+    const std::unique_ptr<QTextDocument> copy(message_->document()->clone());
+    copy->setTextWidth(width);
+    return static_cast<int>(std::ceil(copy->size().height()));
+  }
+
   void makeTitle(const std::optional<std::string>& text) {
     title_ = new QLabel(text ? shortened(*text) : QString(), this);
     title_->setTextFormat(Qt::PlainText);

@@ -297,6 +297,7 @@ TEST_F(ScreensTest, AlertsAreShownInTurnAndAnswered) {
   runUntil([&] { return button("OK"); });
   const auto message = [&] { return host_->findChild<QTextEdit*>("message"); };
   EXPECT_EQ(message()->toPlainText(), "<b>wrong</b> key &amp; more");
+  EXPECT_NEAR(message()->height(), message()->document()->size().height(), 1) << "no more, no less";
 
   // A pop-up that comes while an alert waits stands under it, and leaves it the keyboard.
   show(std::make_shared<PopUp>());
