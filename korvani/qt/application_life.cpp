@@ -19,9 +19,13 @@ constexpr std::chrono::seconds kPatience{1};
 ApplicationLife& ApplicationLife::begin() {
   auto* life = new ApplicationLife;
   QObject::connect(qApp, &QObject::destroyed, [life] { life->end(); });
-  // A host may call exit() and leave its QApplication standing.
-  ::on_exit([](int, void* self) { static_cast<ApplicationLife*>(self)->end(); }, life);
   return *life;
+}
+
+void ApplicationLife::endAtExit(std::function<void()> farewell) {
+  farewell_ = std::move(farewell);
+  // A host may call exit() and leave its QApplication standing.
+  ::on_exit([](int, void* self) { static_cast<ApplicationLife*>(self)->end(); }, this);
 }
 
 ApplicationLife::Stay::~Stay() {

@@ -27,11 +27,14 @@ class ApplicationLife {
     const bool here_;
   };
 
-  /// Main thread, while the QApplication exists. It ends with the QApplication, or at `exit`.
+  /// Main thread, while the QApplication exists, with which it ends.
   static ApplicationLife& begin();
 
-  /// Main thread. Called once all others have left Qt; null for nothing.
-  void setFarewell(std::function<void()> farewell) { farewell_ = std::move(farewell); }
+  /// Main thread. From now on it ends at `exit` too, before what has been made so far is taken
+  /// down; so all that threads use of Qt has been touched by now. `farewell` is called once they
+  /// have left.
+  void endAtExit(std::function<void()> farewell);
+  void dropFarewell() { farewell_ = nullptr; }
   bool hasEnded() const;
   /// After the end this does not return, but on the main thread.
   void haltIfEnded() const;

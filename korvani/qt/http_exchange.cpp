@@ -129,6 +129,8 @@ void HttpExchange::setHeaders() {
 
 void HttpExchange::finish(CURLcode result) {
   if (result != CURLE_OK) return fail(errorText(result));
+  // libcurl takes a head that breaks off for a whole one.
+  if (!headIsWhole_) return fail("the answer broke off");
   long status = 0;
   curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
   response_.statusCode = static_cast<int>(status);
@@ -145,9 +147,13 @@ std::string HttpExchange::errorText(CURLcode result) const {
   return errorBuffer_[0] != '\0' ? errorBuffer_ : curl_easy_strerror(result);
 }
 
-std::size_t HttpExchange::headerReceived(char*, std::size_t size, std::size_t count, void* self) {
+std::size_t HttpExchange::headerReceived(char* data, std::size_t size, std::size_t count,
+                                         void* self) {
   auto* exchange = static_cast<HttpExchange*>(self);
-  exchange->received_ += size * count;
+  const std::string_view line(data, size * count);
+  if (line.starts_with("HTTP/")) exchange->headIsWhole_ = false;
+  if (line == "\r\n" || line == "\n") exchange->headIsWhole_ = true;
+  exchange->received_ += line.size();
   if (exchange->received_ <= exchange->limit_) return size * count;
   exchange->stopped_ = "the answer is too long";
   return 0;

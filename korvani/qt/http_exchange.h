@@ -54,6 +54,7 @@ class HttpExchange {
   const Finished finished_;
   platform::URLResponse response_;
   std::size_t received_ = 0;
+  bool headIsWhole_ = false;
   long sent_ = 0;
   /// What stopped the exchange from our side.
   const char* stopped_ = nullptr;

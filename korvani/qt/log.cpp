@@ -27,6 +27,12 @@ std::string_view cut(std::string_view line) {
 
 }  // namespace
 
+// Makes both categories now, before any thread writes.
+Log::Log(ApplicationLife& life) : life_(life) {
+  static_cast<void>(kitLog());
+  static_cast<void>(phoneLog());
+}
+
 void Log::write(std::string_view line) {
   const ApplicationLife::Stay stay(life_);
   if (stay) qCInfo(kitLog, "%s", std::string(cut(line)).c_str());

@@ -14,7 +14,7 @@ Q_DECLARE_LOGGING_CATEGORY(phoneLog)
 /// A line is cut after 4,096 characters. After the end of the application nothing is written.
 class Log final : public platform::Log {
  public:
-  explicit Log(ApplicationLife& life) : life_(life) {}
+  explicit Log(ApplicationLife& life);
   void write(std::string_view line) override;
 
  private:

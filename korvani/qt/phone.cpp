@@ -42,12 +42,12 @@ class LinuxPhone final : public Phone {
         device_(screens_),
         application_(screens_, notifications_, backgroundTasks_, queues_.mainQueue()),
         lifecycle_([this] { enteredBackground(); }, [this] { becameActive(); }) {
-    life_.setFarewell([this] {
+    life_.endAtExit([this] {
       urlConnection_.stop();
       userDefaults_.flush();
     });
   }
-  ~LinuxPhone() override { life_.setFarewell(nullptr); }
+  ~LinuxPhone() override { life_.dropFarewell(); }
 
   platform::Log& log() override { return log_; }
   platform::Clock& clock() override { return clock_; }

@@ -20,10 +20,13 @@ QString toQString(std::string_view text) {
 UserDefaults::UserDefaults(ApplicationLife& life, platform::Queues& queues,
                            const platform::JSONSerialization& json, const QString& file)
     : life_(life), queues_(queues), json_(json), file_(file) {
-  if (!file_.isEmpty()) return;
-  const QSettings hosts;
-  file_ = hosts.fileName();
-  format_ = hosts.format();
+  if (file_.isEmpty()) {
+    const QSettings hosts;
+    file_ = hosts.fileName();
+    format_ = hosts.format();
+  }
+  // Read once here, so that what Qt keeps of settings exists before any thread asks for them.
+  settings().sync();
 }
 
 QSettings UserDefaults::settings() const { return QSettings(file_, format_); }

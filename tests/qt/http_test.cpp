@@ -1,0 +1,289 @@
+// The HTTP adapter over real sockets: what goes out to the byte, and what bad servers do to it.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <korvani/qt/queues.h>
+#include <korvani/qt/url_connection.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <atomic>
+
+#include "raw_server.h"
+#include "waiting.h"
+
+namespace korvani::qt {
+namespace {
+
+using platform::URLRequest;
+using platform::URLResponse;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr std::size_t kMiB = std::size_t{1} << 20U;
+
+class Http : public testing::Test {
+ protected:
+  URLResponse send(URLRequest request) {
+    Box<URLResponse> box;
+    connection_.sendAsynchronousRequest(std::move(request), queues_.newOperationQueue(),
+                                        [&](const URLResponse& response) { box.put(response); });
+    return box.take();
+  }
+  URLResponse post(const std::string& url, const std::string& body = "a=b") {
+    return send({url, "POST", {{"X-Api-Key", "key"}}, body});
+  }
+  std::optional<std::string> download(const std::string& url) {
+    return connection_.dataWithContentsOfURL(*platform::URL::URLWithString(url));
+  }
+
+  Queues queues_{ApplicationLife::begin()};
+  URLConnection connection_{
+      {{"service.example:80", "127.0.0.1:" + std::to_string(kMapped.port())}}};
+  static inline RawServer kMapped{[](auto...) { return RawServer::reply("mapped"); }};
+};
+
+TEST_F(Http, SendsWhatHttpNeedsAndNoMore) {
+  struct Case {
+    const char* name;
+    URLRequest request;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"a report",
+       {"", "POST", {{"X-Api-Key", "k1"}}, "a=b%20c"},
+       "POST /x HTTP/1.1\r\nHost: HOST\r\nX-Api-Key: k1\r\nContent-Length: 7\r\n\r\na=b%20c"},
+      {"no body",
+       {"", "POST", {{"X-Api-Key", "k1"}}, std::nullopt},
+       "POST /x HTTP/1.1\r\nHost: HOST\r\nX-Api-Key: k1\r\nContent-Length: 0\r\n\r\n"},
+      {"an empty body and key",
+       {"", "POST", {{"X-Api-Key", ""}}, ""},
+       "POST /x HTTP/1.1\r\nHost: HOST\r\nX-Api-Key:\r\nContent-Length: 0\r\n\r\n"},
+      {"a blank key",
+       {"", "POST", {{"X-Api-Key", " \t"}}, ""},
+       "POST /x HTTP/1.1\r\nHost: HOST\r\nX-Api-Key:\r\nContent-Length: 0\r\n\r\n"},
+      {"a NUL in the body",
+       {"", "POST", {}, std::string("a\0b", 3)},
+       "POST /x HTTP/1.1\r\nHost: HOST\r\nContent-Length: 3\r\n\r\na\0b"},
+      {"the caller's own content type",
+       {"", "POST", {{"content-type", "text/x"}}, "y"},
+       "POST /x HTTP/1.1\r\nHost: HOST\r\ncontent-type: text/x\r\nContent-Length: 1\r\n\r\ny"},
+      {"a large body waits for nothing", {"", "POST", {}, std::string(2 * kMiB, 'z')}, nullptr},
+      {"another method",
+       {"", "PUT", {}, "y"},
+       "PUT /x HTTP/1.1\r\nHost: HOST\r\nContent-Length: 1\r\n\r\ny"},
+      {"no method but GET", {"", "GET", {}, std::nullopt}, "GET /x HTTP/1.1\r\nHost: HOST\r\n\r\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    RawServer server([](auto...) { return RawServer::reply("fine"); });
+    URLRequest request = c.request;
+    request.url = server.url("/x");
+    const URLResponse response = send(request);
+    EXPECT_EQ(response.error, std::nullopt);
+    EXPECT_EQ(response.data, "fine");
+    ASSERT_EQ(server.requests().size(), 1U);
+    std::string expected =
+        c.expected != nullptr
+            ? std::string(c.expected)
+            : "POST /x HTTP/1.1\r\nHost: HOST\r\nContent-Length: 2097152\r\n\r\n" +
+                  *request.HTTPBody;
+    // A text literal ends at its first NUL.
+    if (request.HTTPBody == std::string("a\0b", 3)) expected += std::string("\0b", 2);
+    expected.replace(expected.find("HOST"), 4, server.url("").substr(7));
+    EXPECT_EQ(server.requests()[0], expected);
+  }
+}
+
+TEST_F(Http, WhatCannotBeSentFailsOnTheQueueAndSendsNothing) {
+  RawServer server([](auto...) { return RawServer::reply("fine"); });
+  const std::string good = server.url();
+  const URLRequest cases[] = {
+      {good, "POST", {{"X-Api-Key", "k\r\nX-Injected: 1"}}, ""},
+      {good, "POST", {{"X-Api-Key", "k\nX-Injected: 1"}}, ""},
+      {good, "POST", {{"X-Api-Key", "k\r"}}, ""},
+      {good, "POST", {{"X-Api-Key", std::string("k\0", 2)}}, ""},
+      {good, "POST", {{"X:Api", "k"}}, ""},
+      {good, "POST", {{"", "k"}}, ""},
+      {good, "PO ST", {}, ""},
+      {good, "", {}, ""},
+      {"", "POST", {}, ""},
+      {"no address", "POST", {}, ""},
+      {"service.example/without/scheme", "POST", {}, ""},
+      {"http://", "POST", {}, ""},
+      {"http:///path", "POST", {}, ""},
+      {"http://[::1/", "POST", {}, ""},
+      {"http://127.0.0.1:99999/", "POST", {}, ""},
+      {good + "\r\nX-Injected: 1", "POST", {}, ""},
+      {good + std::string("\0", 1), "POST", {}, ""},
+      {"ftp://127.0.0.1/", "POST", {}, ""},
+      {"file:///etc/hostname", "GET", {}, std::nullopt},
+  };
+  for (const URLRequest& request : cases) {
+    SCOPED_TRACE(request.url + " " + request.HTTPMethod);
+    const auto queue = queues_.newOperationQueue();
+    Box<bool> released;
+    Box<std::thread::id> completedOn;
+    // The queue is busy: a completion inside the call would come before it is free.
+    queue->async([&] { released.take(); });
+    connection_.sendAsynchronousRequest(request, queue, [&](const URLResponse& response) {
+      EXPECT_NE(response.error.value_or(""), "");
+      completedOn.put(std::this_thread::get_id());
+    });
+    released.put(true);
+    EXPECT_NE(completedOn.take(), std::this_thread::get_id());
+  }
+  EXPECT_EQ(server.connections(), 0U);
+}
+
+TEST_F(Http, KeepsTheConnection) {
+  RawServer server([](auto...) { return RawServer::reply("fine"); });
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(post(server.url()).data, "fine");
+  EXPECT_EQ(server.requests().size(), 3U);
+  EXPECT_EQ(server.connections(), 1U);
+}
+
+TEST_F(Http, APostGoesOutOnceThoughTheKeptConnectionDies) {
+  for (const char* body : {"report=1", ""}) {
+    SCOPED_TRACE(body);
+    RawServer server([](std::size_t number, const std::string&) {
+      return number == 0 ? RawServer::reply("fine") : std::string();
+    });
+    ASSERT_EQ(post(server.url("/first"), body).data, "fine");
+    const URLResponse response = post(server.url("/second"), body);
+    EXPECT_EQ(response.error, "the connection was lost before an answer came");
+    ASSERT_EQ(server.requests().size(), 2U);
+    EXPECT_THAT(server.requests()[1], StartsWith("POST /second "));
+  }
+}
+
+TEST_F(Http, ADownloadMayBeAskedForAgain) {
+  RawServer server([](std::size_t number, const std::string&) {
+    return number == 1 ? std::string() : RawServer::reply("fine");
+  });
+  EXPECT_EQ(download(server.url()), "fine");
+  EXPECT_EQ(download(server.url()), "fine");
+  EXPECT_EQ(server.requests().size(), 3U);
+}
+
+TEST_F(Http, WhatServersAnswer) {
+  const std::string endless(17 * kMiB, 'x');
+  struct Case {
+    const char* name;
+    std::string answer;
+    int status;  // 0: an error
+    std::size_t length;
+  };
+  const Case cases[] = {
+      {"an error of the service is an answer", RawServer::reply("oops", "500 Oh no"), 500, 4},
+      {"no content", "HTTP/1.1 204 No Content\r\nContent-Length: 0\r\n\r\n", 204, 0},
+      {"no length", "HTTP/1.1 200 OK\r\n\r\nuntil the end", 200, 13},
+      {"chunks", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n", 200,
+       3},
+      {"a trailer after the chunks",
+       "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\nX: y\r\n\r\n", 200,
+       3},
+      {"as long as allowed", RawServer::reply(endless.substr(0, 16 * kMiB)), 200, 16 * kMiB},
+      {"nothing", "", 0, 0},
+      {"no HTTP", "what?\r\n\r\n", 0, 0},
+      {"half a head", "HTTP/1.1 200 OK\r\nContent-", 0, 0},
+      {"half a body", "HTTP/1.1 200 OK\r\ncontent-length: 9\r\n\r\nfour", 0, 0},
+      {"half a chunk", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\nab", 0, 0},
+      {"a bad length", "HTTP/1.1 200 OK\r\ncontent-length: -9\r\n\r\nfour", 0, 0},
+      {"too long", RawServer::reply(endless), 0, 0},
+      {"too long and lengthless", "HTTP/1.1 200 OK\r\n\r\n" + endless, 0, 0},
+      {"a line of head too long", "HTTP/1.1 200 OK\r\nX: " + endless, 0, 0},
+      {"a redirection into the file system",
+       RawServer::reply("", "302 Found", "Location: file:///etc/hostname\r\n"), 0, 0},
+      {"a redirection nowhere", RawServer::reply("", "302 Found", "Location: http://\r\n"), 0, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    RawServer server([&](auto...) { return c.answer; });
+    const URLResponse response = post(server.url());
+    EXPECT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(response.error.has_value(), c.status == 0);
+    if (c.status == 0) {
+      EXPECT_NE(*response.error, "");
+    } else {
+      EXPECT_EQ(response.statusCode, c.status);
+      EXPECT_EQ(response.data.size(), c.length);
+    }
+  }
+  const std::string gone = RawServer([](auto...) { return std::string(); }).url();
+  EXPECT_THAT(post(gone).error.value_or(""), HasSubstr("connect"));
+}
+
+TEST_F(Http, FollowsTenRedirections) {
+  struct Case {
+    const char* status;
+    std::size_t redirections;
+    std::size_t requests;
+    bool arrives;
+    const char* last;
+  };
+  const Case cases[] = {
+      {"302 Found", 10, 11, true, "GET /10 "},
+      {"302 Found", 11, 11, false, "GET /10 "},
+      {"307 Temporary Redirect", 2, 3, true, "POST /2 "},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.status);
+    RawServer server([&](std::size_t number, const std::string&) {
+      if (number == c.redirections) return RawServer::reply("there");
+      return RawServer::reply("", c.status, "Location: /" + std::to_string(number + 1) + "\r\n");
+    });
+    const URLResponse response = post(server.url(), "body");
+    EXPECT_EQ(response.error.has_value(), !c.arrives);
+    EXPECT_EQ(response.data, c.arrives ? "there" : "");
+    ASSERT_EQ(server.requests().size(), c.requests);
+    EXPECT_THAT(server.requests().back(), StartsWith(c.last));
+  }
+}
+
+TEST_F(Http, Downloads) {
+  const std::string large(20 * kMiB, 'x');
+  const std::string tooLarge(64 * kMiB + 1, 'x');
+  RawServer server([&](std::size_t, const std::string& request) {
+    if (request.starts_with("GET /large")) return RawServer::reply(large);
+    if (request.starts_with("GET /too-large")) return RawServer::reply(tooLarge);
+    if (request.starts_with("GET /missing")) return RawServer::reply("no", "404 Not Found");
+    if (request.starts_with("GET /moved")) {
+      return RawServer::reply("", "301 Moved", "Location: /empty\r\n");
+    }
+    return RawServer::reply("");
+  });
+  EXPECT_TRUE(download(server.url("/large")) == large);
+  EXPECT_EQ(download(server.url("/moved")), "");
+  for (const std::string& url : {server.url("/too-large"), server.url("/missing"),
+                                 std::string("file:///etc/hostname"), std::string("relative")}) {
+    EXPECT_FALSE(download(url).has_value()) << url;
+  }
+}
+
+TEST_F(Http, MapsHostsAndSpeaksToThemByTheirName) {
+  EXPECT_EQ(post("http://service.example/x").data, "mapped");
+  EXPECT_THAT(kMapped.requests().back(), HasSubstr("\r\nHost: service.example\r\n"));
+}
+
+TEST_F(Http, NoChildOfTheHostInheritsItsSockets) {
+  std::atomic<int> seen = 0;
+  RawServer* self = nullptr;
+  RawServer server([&](auto...) {
+    for (int fd = 0; fd < 256; ++fd) {
+      sockaddr_in peer{};
+      socklen_t size = sizeof peer;
+      if (::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &size) != 0) continue;
+      if (peer.sin_family != AF_INET || ntohs(peer.sin_port) != self->port()) continue;
+      ++seen;
+      EXPECT_TRUE(static_cast<unsigned>(::fcntl(fd, F_GETFD)) & FD_CLOEXEC);
+    }
+    return RawServer::reply("");
+  });
+  self = &server;
+  post(server.url());
+  EXPECT_EQ(seen, 1);
+}
+
+}  // namespace
+}  // namespace korvani::qt

@@ -1,0 +1,237 @@
+// Queues, clock, log and store on the real event loop and real threads, to the end of the process.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <korvani/codec/json.h>
+#include <korvani/qt/clock.h>
+#include <korvani/qt/device.h>
+#include <korvani/qt/log.h>
+#include <korvani/qt/queues.h>
+#include <korvani/qt/user_defaults.h>
+#include <pthread.h>
+#include <signal.h>
+
+#include <QApplication>
+#include <QTemporaryDir>
+#include <atomic>
+#include <cstdlib>
+#include <latch>
+#include <vector>
+
+#include "waiting.h"
+
+namespace korvani::qt {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+
+class QueuesTest : public testing::Test {
+ protected:
+  ApplicationLife& life_ = ApplicationLife::begin();
+  Queues queues_{life_};
+};
+
+TEST_F(QueuesTest, MainJobsRunInOrderOnTheMainThreadAlsoInsideANestedLoop) {
+  std::vector<int> order;
+  const auto note = [&order, main = std::this_thread::get_id()](int number) {
+    return [&order, number, main] {
+      EXPECT_EQ(std::this_thread::get_id(), main);
+      order.push_back(number);
+    };
+  };
+  auto& queue = queues_.mainQueue();
+  std::thread([&] {
+    queue.async([&] {
+      order.push_back(1);
+      runUntil([&] { return order.size() == 3; });
+    });
+    queue.async(note(2));
+    queue.async([&, third = note(3)] {
+      third();
+      queue.async(note(4));
+    });
+  }).join();
+  EXPECT_TRUE(order.empty());
+  runUntil([&] { return order.size() == 4; });
+  EXPECT_THAT(order, ElementsAre(1, 2, 3, 4));
+}
+
+TEST_F(QueuesTest, ADelayedJobIsNeverEarly) {
+  using Moment = std::chrono::steady_clock::time_point;
+  const auto now = [] { return std::chrono::steady_clock::now(); };
+  std::vector<int> order;
+  std::thread([&] {
+    for (const int delay : {30, 0, 10, -5}) {
+      const Moment due = now() + milliseconds(delay);
+      queues_.mainQueueAfter(milliseconds(delay), [&, due, delay] {
+        EXPECT_GE(now(), due);
+        order.push_back(delay);
+      });
+    }
+    queues_.mainQueueAfter(milliseconds::max(), [] { FAIL() << "not in our time"; });
+  }).join();
+  runUntil([&] { return order.size() == 4; });
+  EXPECT_THAT(order, ElementsAre(0, -5, 10, 30));
+}
+
+TEST_F(QueuesTest, JobsThatWaitHoldUpNoOtherAndTakeNoSignals) {
+  constexpr int kJobs = 40;
+  std::latch all(kJobs + 1);
+  for (int i = 0; i < kJobs; ++i) {
+    queues_.globalQueue(platform::QueuePriority::kDefault).async([&] {
+      sigset_t mask;
+      ::pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+      for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGCHLD}) {
+        EXPECT_EQ(::sigismember(&mask, signal), 1);
+      }
+      all.arrive_and_wait();
+    });
+  }
+  all.arrive_and_wait();
+  sigset_t mask;
+  ::pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+  EXPECT_EQ(::sigismember(&mask, SIGINT), 0);
+}
+
+TEST_F(QueuesTest, AnOperationQueueRunsOneByOneThoughItIsLetGo) {
+  constexpr int kJobs = 200;
+  std::vector<int> order;  // No lock: one after another is enough.
+  Box<bool> done;
+  auto queue = queues_.newOperationQueue();
+  for (int i = 0; i < kJobs; ++i) queue->async([&, i] { order.push_back(i); });
+  queue->async([&] { done.put(true); });
+  queue.reset();
+  done.take();
+  ASSERT_EQ(order.size(), std::size_t{kJobs});
+  EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+
+  // A queue that blocks does not hold up another.
+  Box<bool> free;
+  const auto blocked = queues_.newOperationQueue();
+  blocked->async([&] { free.take(); });
+  blocked->async([&] { done.put(true); });
+  queues_.newOperationQueue()->async([&] { free.put(true); });
+  done.take();
+}
+
+TEST_F(QueuesTest, SurvivesThatNoThreadCanBeMade) {
+  pthread_attr_t attributes;
+  pthread_attr_t usual;
+  ::pthread_attr_init(&attributes);
+  ::pthread_getattr_default_np(&usual);
+  // More than the address space.
+  ::pthread_attr_setstacksize(&attributes, std::size_t{1} << 60U);
+  ASSERT_EQ(::pthread_setattr_default_np(&attributes), 0);
+  const auto mark = std::make_shared<int>();
+  const auto queue = queues_.newOperationQueue();
+  queue->async([mark] { FAIL(); });
+  queues_.globalQueue(platform::QueuePriority::kHigh).async([mark] { FAIL(); });
+  EXPECT_EQ(mark.use_count(), 1);  // Dropped and destroyed.
+
+  ASSERT_EQ(::pthread_setattr_default_np(&usual), 0);
+  Box<bool> done;
+  queue->async([&] { done.put(true); });
+  done.take();
+}
+
+/// Everything that keeps threads busy when a host quits.
+void keepBusy() {
+  static QTemporaryDir folder;
+  auto& life = ApplicationLife::begin();
+  auto* queues = new Queues(life);
+  auto* clock = new Clock(life);
+  auto* log = new Log(life);
+  auto* json = new codec::JSON;
+  auto* store = new UserDefaults(life, *queues, *json, folder.filePath(QStringLiteral("s.ini")));
+  life.endAtExit([store] { store->flush(); });
+  auto& global = queues->globalQueue(platform::QueuePriority::kDefault);
+  static std::atomic<int> rounds = 0;
+  global.async([clock] { clock->sleepFor(std::chrono::hours(1'000'000)); });
+  for (int i = 0; i < 4; ++i) {
+    global.async([=, &global] {
+      while (true) {
+        log->write("round");
+        store->setObject(i, "key");
+        store->synchronize();
+        queues->mainQueue().async([] {});
+        global.async([] {});
+        clock->sleepFor(milliseconds(i));
+        ++rounds;
+      }
+    });
+  }
+  runUntil([] { return rounds > 20; });
+}
+
+TEST(End, IsQuietWhenTheApplicationGoes) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        keepBusy();
+        delete qApp;
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST(End, IsQuietWhenTheHostExits) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        keepBusy();
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST(LogTest, CutsLongLinesBetweenCharacters) {
+  static std::vector<QString> lines;
+  qInstallMessageHandler([](QtMsgType, const QMessageLogContext& context, const QString& line) {
+    if (QLatin1String(context.category) == QLatin1String("korvani")) lines.push_back(line);
+  });
+  Log log(ApplicationLife::begin());
+  std::string accents;
+  for (int i = 0; i < 5000; ++i) accents += "\u00e9";
+  log.write("100 %s");
+  log.write(accents);
+  log.write(accents.substr(0, 2 * 4096));
+  qInstallMessageHandler(nullptr);
+  const QString longest(4096, QChar(0xE9));
+  EXPECT_THAT(lines, ElementsAre(QStringLiteral("100 %s"), longest, longest));
+}
+
+TEST(DeviceTest, TellsTheSystemsLocale) {
+  // Qt asks the system once, so each locale has a process of its own.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  for (const auto& [locale, expected] : {std::pair{"fr_FR.UTF-8", "fr_FR"},
+                                         {"de_CH.UTF-8@x", "de_CH"},
+                                         {"C", "en_US"},
+                                         {"C.UTF-8", "en_US"},
+                                         {"POSIX", "en_US"},
+                                         {"", "en_US"}}) {
+    for (const char* name : {"LC_ALL", "LANG", "LANGUAGE"}) qputenv(name, locale);
+    EXPECT_EXIT(std::exit(systemLocaleIdentifier() == expected ? 0 : 1), testing::ExitedWithCode(0),
+                "")
+        << locale;
+  }
+}
+
+TEST(ClockTest, FollowsTheZoneAndMakesUuids) {
+  const Clock clock(ApplicationLife::begin());
+  const platform::Date summer{milliseconds(1'782'000'000'000)};
+  const platform::Date winter{milliseconds(1'767'268'800'000)};
+  for (const auto& [zone, inSummer, inWinter] : {std::tuple{"CET-1CEST,M3.5.0,M10.5.0/3", 120, 60},
+                                                 {"NST3:30", -210, -210},
+                                                 {"UTC0", 0, 0}}) {
+    qputenv("TZ", zone);
+    EXPECT_EQ(clock.utcOffset(summer).count(), inSummer) << zone;
+    EXPECT_EQ(clock.utcOffset(winter).count(), inWinter) << zone;
+  }
+  RandomUuids uuids;
+  const std::string one = uuids.newUuid().UUIDString();
+  EXPECT_THAT(one, testing::ContainsRegex("^.{8}-.{4}-4.{3}-[89AB].{3}-.{12}$"));
+  EXPECT_NE(one, uuids.newUuid().UUIDString());
+}
+
+}  // namespace
+}  // namespace korvani::qt

@@ -1,0 +1,44 @@
+// A web server for tests that answers as no good server would.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace korvani::qt {
+
+/// Listens on a free port of the loopback interface until it is destroyed.
+class RawServer {
+ public:
+  /// The bytes of the answer to the request of that number, from 0; none hangs up.
+  using Answer = std::function<std::string(std::size_t number, const std::string& request)>;
+
+  explicit RawServer(Answer answer);
+  ~RawServer();
+
+  int port() const { return port_; }
+  std::string url(const std::string& path = "/") const;
+  /// What came in, head and body.
+  std::vector<std::string> requests() const;
+  std::size_t connections() const;
+
+  static std::string reply(const std::string& body, const std::string& status = "200 OK",
+                           const std::string& headers = "");
+
+ private:
+  void accept();
+  void serve(int connection);
+
+  const Answer answer_;
+  const int listener_;
+  int port_ = 0;
+  mutable std::mutex mutex_;
+  std::vector<std::string> requests_;
+  std::vector<int> sockets_;
+  std::vector<std::thread> threads_;
+};
+
+}  // namespace korvani::qt
