@@ -1,0 +1,237 @@
+// Fernhill Market: what an application does to embed the kit, and what a demonstration adds to
+// watch it at work.
+#include <korvani/qt/phone.h>
+#include <korvani/sdk/korvani.h>
+#include <korvani/ui/korvani_web_view.h>
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDesktopServices>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QUrl>
+#include <cstdio>
+#include <memory>
+#include <optional>
+
+#include "kit_log.h"
+#include "road.h"
+#include "service_log.h"
+#include "shop_window.h"
+#include "visitor.h"
+#include "watched_phone.h"
+
+namespace demo {
+namespace {
+
+using korvani::Korvani;
+using korvani::platform::Platform;
+using korvani::platform::Value;
+
+constexpr int kReadMilliseconds = 50;
+const QString kKnownKey = "demo-key";
+
+struct Options {
+  QString key;
+  QString walk;
+  QString pictures;
+  QString serviceLog;
+  bool automatic = false;
+  int patience = 0;
+};
+
+std::optional<Options> readOptions(const QApplication& application) {
+  QCommandLineParser parser;
+  parser.setApplicationDescription("A small shop that embeds Korvani.");
+  parser.addHelpOption();
+  parser.addOptions({{"key", "API key to start the kit with.", "key", kKnownKey},
+                     {"walk", "Beacons that come into range, and when.", "file"},
+                     {"service-log", "Request log of the local service, to follow.", "file"},
+                     {"pictures", "Folder for pictures of each screen, with --auto.", "folder"},
+                     {"auto", "Open, tap and close everything without a user, then end."},
+                     {"patience", "Seconds after which --auto gives up.", "seconds", "150"}});
+  parser.process(application);
+  if (!parser.positionalArguments().isEmpty()) {
+    std::fprintf(stderr, "korvani-demo: unknown argument \"%s\"\n",
+                 qPrintable(parser.positionalArguments().constFirst()));
+    return std::nullopt;
+  }
+  bool isNumber = false;
+  const int patience = parser.value("patience").toInt(&isNumber);
+  if (!isNumber || patience <= 0) {
+    std::fputs("korvani-demo: --patience takes a number of seconds\n", stderr);
+    return std::nullopt;
+  }
+  return Options{parser.value("key"),         parser.value("walk"), parser.value("pictures"),
+                 parser.value("service-log"), parser.isSet("auto"), patience};
+}
+
+/// One line a step: time, what, which.
+Road::Tell tellOnStandardOutput() {
+  QElapsedTimer since;
+  since.start();
+  return [since](const QString& what, const QString& which) {
+    const double seconds = static_cast<double>(since.elapsed()) / 1000;
+    const int minutes = static_cast<int>(seconds / 60);
+    std::printf("%02d:%04.1f  %-10s %s\n", minutes, seconds - 60 * minutes, qPrintable(what),
+                qPrintable(which));
+    std::fflush(stdout);
+  };
+}
+
+/// What the kit shows over the shop now; empty for nothing.
+QString nameOfScreen() {
+  using namespace korvani::platform;
+  auto screen = Platform::installed()->application().rootViewController();
+  if (screen) screen = screen->presentedViewController();
+  if (const auto navigation = std::dynamic_pointer_cast<NavigationController>(screen)) {
+    screen = navigation->topViewController();
+  }
+  if (!screen) return {};
+  const auto page = std::dynamic_pointer_cast<korvani::KorvaniWebView>(screen);
+  if (!page) return "image pop-up";
+  const QString address = QString::fromStdString(page->webviewURL().value_or(""));
+  return (page->navigationController() ? "pushed page " : "web pop-up ") + address;
+}
+
+/// With nobody there to read it in a browser, a web address is only fetched.
+class Fetcher : public QObject {
+  Q_OBJECT
+
+ public:
+  Fetcher() { QDesktopServices::setUrlHandler("http", this, "fetch"); }
+  ~Fetcher() override { QDesktopServices::unsetUrlHandler("http"); }
+
+  Q_INVOKABLE void fetch(const QUrl& url) {
+    using namespace korvani::platform;
+    const auto address = URL::URLWithString(url.toString(QUrl::FullyEncoded).toStdString());
+    Platform* const phone = Platform::installed();
+    phone->queues().globalQueue(QueuePriority::kDefault).async([phone, address] {
+      phone->urlConnection().dataWithContentsOfURL(*address);
+    });
+  }
+};
+
+/// The shop on its phone, with the road that the beacons take.
+class Demonstration {
+ public:
+  explicit Demonstration(const Options& options)
+      : options_(options),
+        window_(&Korvani::setDebugLogEnabled),
+        log_(options.serviceLog),
+        road_(beaconsOfWalk(options.walk), options.key == kKnownKey, tell_) {}
+
+  int run() {
+    window_.show();
+    embedTheKit();
+    QObject::connect(&reading_, &QTimer::timeout, [this] { readOn(); });
+    reading_.start(kReadMilliseconds);
+    if (options_.automatic) visitAlone();
+    QApplication::exec();
+    readOn();
+    return verdict();
+  }
+
+ private:
+  void embedTheKit() {
+    korvani::qt::PhoneOptions phoneOptions;
+    phoneOptions.walkFile = options_.walk;
+    phoneOptions.settingsFile = store_.filePath("defaults.ini");  // each run is a first start
+    const auto phone = korvani::qt::Phone::create(&window_, phoneOptions);
+    Platform::install(watchedPhone(phone, watcher()));
+    phone->setLocalNotificationOpenedHandler([this](const Value& userInfo) {
+      road_.notificationOpened(userInfo);
+      Korvani::didReceiveLocalNotification(userInfo);
+    });
+    phone->forwardLifecycle(&Korvani::didEnterBackground, &Korvani::didBecomeActive);
+    tell_("started", "key " + options_.key);
+    Korvani::initWithAPIKey(options_.key.toStdString(), nullptr, /*isProd=*/false);
+    Korvani::setColorBackground(korvani::platform::Color{0x26, 0x3e, 0x30});
+    Korvani::requestLocalizationAndNotificationsAuthorization();
+  }
+
+  Watcher watcher() {
+    // What the service has logged comes first in time, so it is read first.
+    return {.notificationPosted =
+                [this](const auto& notification) {
+                  readOn();
+                  road_.notificationPosted(QString::fromStdString(notification.alertBody),
+                                           notification.userInfo);
+                },
+            .uriAsked =
+                [this](const auto& uri, bool opened) {
+                  road_.uriAsked(QString::fromStdString(uri.absoluteString()), opened);
+                },
+            .alertShown =
+                [this](const auto& alert) {
+                  readOn();
+                  road_.alertShown(QString::fromStdString(alert.message));
+                }};
+  }
+
+  void visitAlone() {
+    fetcher_.emplace();
+    visitor_.emplace(Visitor::Surroundings{
+        .window = &window_,
+        .root = [] { return Platform::installed()->application().rootViewController(); },
+        .roadIsComplete = [this] { return road_.missing().isEmpty(); },
+        .pictures = options_.pictures,
+        .leave = [] { QCoreApplication::quit(); }});
+    QTimer::singleShot(options_.patience * 1000, &window_, [this] {
+      std::fprintf(stderr, "korvani-demo: gave up while waiting for %s\n",
+                   qPrintable(visitor_->waitingFor()));
+      gaveUp_ = true;
+      QCoreApplication::quit();
+    });
+  }
+
+  void readOn() {
+    for (const QJsonObject& request : log_.takeNew()) road_.requestLogged(request);
+    road_.screenShown(nameOfScreen());
+    const QStringList lines = takeKitLog();
+    window_.addLogLines(lines);
+    kitLines_ += lines;
+  }
+
+  int verdict() const {
+    std::puts(qPrintable(road_.summary()));
+    std::fflush(stdout);
+    const QStringList missing = road_.missing();
+    if (missing.isEmpty() && !gaveUp_) return 0;
+    for (const QString& what : missing) std::fprintf(stderr, "  missing: %s\n", qPrintable(what));
+    if (options_.automatic) {
+      for (const QString& line : kitLines_) std::fprintf(stderr, "  log: %s\n", qPrintable(line));
+    }
+    return 1;
+  }
+
+  const Options options_;
+  const Road::Tell tell_ = tellOnStandardOutput();
+  const QTemporaryDir store_;
+  ShopWindow window_;
+  ServiceLog log_;
+  Road road_;
+  QTimer reading_;
+  QStringList kitLines_;
+  std::optional<Fetcher> fetcher_;
+  std::optional<Visitor> visitor_;
+  bool gaveUp_ = false;
+};
+
+}  // namespace
+}  // namespace demo
+
+#include "main.moc"
+
+int main(int argc, char** argv) {
+  QApplication::setAttribute(Qt::AA_ShareOpenGLContexts);  // for the web pages
+  QApplication application(argc, argv);
+  QApplication::setApplicationName("korvani-demo");
+  QApplication::setApplicationDisplayName("Fernhill Market");
+  QApplication::setOrganizationName("Korvani");
+  demo::keepKitLog();
+  const auto options = demo::readOptions(application);
+  if (!options) return 2;
+  return demo::Demonstration(*options).run();
+}
