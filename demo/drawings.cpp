@@ -50,9 +50,9 @@ QFont type(int pixels, QFont::Weight weight, double letterSpacing) {
 
 void paintCard(QPainter& painter, const QRectF& card, double radius, const QColor& color) {
   painter.setPen(Qt::NoPen);
-  painter.setBrush(QColor(kInk.red(), kInk.green(), kInk.blue(), 5));
-  for (int spread = 12; spread > 0; --spread) {
-    painter.drawRoundedRect(card.adjusted(-spread, 4 - spread, spread, 4 + spread), radius + spread,
+  painter.setBrush(QColor(kInk.red(), kInk.green(), kInk.blue(), 2));
+  for (int spread = 14; spread > 0; --spread) {
+    painter.drawRoundedRect(card.adjusted(-spread, 5 - spread, spread, 5 + spread), radius + spread,
                             radius + spread);
   }
   painter.setBrush(color);

@@ -5,8 +5,9 @@
 #include <QFontDatabase>
 #include <QKeyEvent>
 #include <QPainter>
-#include <QPlainTextEdit>
 #include <QScrollBar>
+#include <QTextBlock>
+#include <QTextEdit>
 #include <algorithm>
 
 #include "drawings.h"
@@ -60,12 +61,12 @@ class CloseButton final : public QAbstractButton {
   }
 };
 
-QPlainTextEdit* newText(QWidget* parent) {
-  auto* text = new QPlainTextEdit(parent);
+QTextEdit* newText(QWidget* parent) {
+  auto* text = new QTextEdit(parent);
   text->setReadOnly(true);
   text->setAccessibleName("Lines of the kit");
   text->setFrameShape(QFrame::NoFrame);
-  text->setMaximumBlockCount(kMostLines);
+  text->document()->setMaximumBlockCount(kMostLines);
   text->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
   text->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   text->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -79,7 +80,7 @@ QPlainTextEdit* newText(QWidget* parent) {
   return text;
 }
 
-/// A line as markup: its time set apart, with a little room below.
+/// A line as markup, its time set apart.
 QString marked(const QString& line) {
   return QStringLiteral("<span style='color:%1'>%2</span>&nbsp; %3")
       .arg(kSun.name(), line.section(' ', 0, 0), line.section(' ', 1).toHtmlEscaped());
@@ -104,10 +105,15 @@ LogDrawer::LogDrawer(QWidget* parent)
 
 void LogDrawer::add(const QStringList& lines) {
   if (lines.isEmpty()) return;
-  count_ += static_cast<int>(lines.size());
   QScrollBar* const bar = text_->verticalScrollBar();
   const bool atEnd = bar->value() == bar->maximum();
-  for (const QString& line : lines) text_->appendHtml(marked(line));
+  QTextBlockFormat spaced;
+  spaced.setLineHeight(118, QTextBlockFormat::ProportionalHeight);
+  spaced.setBottomMargin(6);
+  for (const QString& line : lines) {
+    text_->append(marked(line));
+    QTextCursor(text_->document()->lastBlock()).setBlockFormat(spaced);
+  }
   if (atEnd) bar->setValue(bar->maximum());
 }
 

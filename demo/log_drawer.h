@@ -5,7 +5,7 @@
 #include <QStringList>
 #include <QWidget>
 
-class QPlainTextEdit;
+class QTextEdit;
 
 namespace demo {
 
@@ -15,7 +15,6 @@ class LogDrawer : public QWidget {
   explicit LogDrawer(QWidget* parent);
 
   void add(const QStringList& lines);
-  int count() const { return count_; }
   void open();
   void close();
 
@@ -30,11 +29,10 @@ class LogDrawer : public QWidget {
   void layOut();
 
   QWidget* sheet_;
-  QPlainTextEdit* text_;
+  QTextEdit* text_;
   QVariantAnimation slide_;
   /// 0 closed to 1 open.
   double openness_ = 0;
-  int count_ = 0;
 };
 
 }  // namespace demo

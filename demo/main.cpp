@@ -63,6 +63,11 @@ std::optional<Options> readOptions(const QApplication& application) {
     std::fputs("korvani-demo: --patience takes a number of seconds\n", stderr);
     return std::nullopt;
   }
+  if (parser.isSet("walk") && beaconsOfWalk(parser.value("walk")).isEmpty()) {
+    std::fprintf(stderr, "korvani-demo: %s: no walk past any beacon\n",
+                 qPrintable(parser.value("walk")));
+    return std::nullopt;
+  }
   return Options{parser.value("key"),         parser.value("walk"), parser.value("pictures"),
                  parser.value("service-log"), parser.isSet("auto"), patience};
 }
