@@ -35,6 +35,7 @@ void Scheduler::sleepFor(milliseconds duration) {
 }
 
 void Scheduler::advanceTo(milliseconds moment) {
+  std::vector<Entry> dropped;
   Lock lock(mutex_);
   if (running_) return;
   running_ = true;
@@ -48,6 +49,7 @@ void Scheduler::advanceTo(milliseconds moment) {
   }
   now_ = until_;
   running_ = false;
+  dropped.swap(dropped_);
 }
 
 void Scheduler::stop() {
@@ -98,12 +100,13 @@ void Scheduler::run(Lock& lock, Entry entry) {
   lane.waiting.pop_front();
 }
 
-/// Whose turn is next. A sleeper's entry is taken on the way: it has only to wake.
+/// Whose turn is next. A sleeper's entry is taken on the way: it has only to wake. A job for which
+/// no thread can be made is dropped.
 Scheduler::Context* Scheduler::chooseNext() {
   while (isDue() && !isForMain()) {
     if (entries_.front().sleeper) return take().sleeper;
     if (Context* worker = freeWorker()) return worker;
-    take();  // No thread can be made: the job is dropped.
+    dropped_.push_back(take());
   }
   return &main_;
 }

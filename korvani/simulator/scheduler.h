@@ -90,6 +90,8 @@ class Scheduler : public std::enable_shared_from_this<Scheduler> {
   std::uint64_t nextOrder_ = 0;
   milliseconds now_{0};
   milliseconds until_{0};
+  /// Jobs that found no thread; destroyed when nothing is locked.
+  std::vector<Entry> dropped_;
   bool running_ = false;
   bool stopped_ = false;
   Context main_;
