@@ -113,6 +113,11 @@ class LinuxPhone final : public Phone {
 
 }  // namespace
 
+void Phone::prepareApplication() {
+  // The web engine comes with a plug-in, too late to ask for this itself.
+  QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+}
+
 std::shared_ptr<Phone> Phone::create(QWidget* hostWindow, PhoneOptions options) {
   // After the application has gone, an end in good order is no longer possible, nor needed.
   return std::shared_ptr<Phone>(new LinuxPhone(hostWindow, options), [](LinuxPhone* phone) {

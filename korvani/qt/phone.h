@@ -1,6 +1,9 @@
 // The Linux phone on Qt 6. A host makes it with its window, installs it and forwards what the phone
 // tells it:
 //
+//   qt::Phone::prepareApplication();
+//   QApplication application(argc, argv);
+//   ...
 //   auto phone = qt::Phone::create(&window);
 //   platform::Platform::install(phone);
 //   phone->setLocalNotificationOpenedHandler(&Korvani::didReceiveLocalNotification);
@@ -32,6 +35,8 @@ struct PhoneOptions {
 /// then shows nothing.
 class KORVANI_EXPORT Phone : public platform::Platform {
  public:
+  /// Before the QApplication is made: lets its windows show web pages, which all fail without it.
+  static void prepareApplication();
   static std::shared_ptr<Phone> create(QWidget* hostWindow, PhoneOptions options = {});
 
   /// Called on the main thread with the user information of each local notification that the user

@@ -12,6 +12,12 @@
 namespace korvani::qt {
 namespace {
 
+bool staysInFrame(const QUrl& url) {
+  const QString scheme = url.scheme();
+  return scheme == u"http" || scheme == u"https" || scheme == u"about" || scheme == u"data" ||
+         scheme == u"blob";
+}
+
 /// A page that never leaves the web, nor its view.
 class Page final : public QWebEnginePage {
  public:
@@ -20,18 +26,24 @@ class Page final : public QWebEnginePage {
     connect(this, &QWebEnginePage::loadingChanged, this, &Page::follow);
     connect(this, &QWebEnginePage::newWindowRequested, this,
             [this](const QWebEngineNewWindowRequest& request) {
-              if (request.isUserInitiated()) load(request.requestedUrl());
+              const QUrl url = request.requestedUrl();
+              if (request.isUserInitiated() && accepted(url)) load(url);
             });
   }
 
  protected:
   bool acceptNavigationRequest(const QUrl& url, NavigationType, bool isMainFrame) override {
-    if (!isMainFrame || PageView::accepts(url)) return true;
+    // An address that only another program knows would be opened by that, from a frame too.
+    return isMainFrame ? accepted(url) : staysInFrame(url);
+  }
+
+ private:
+  bool accepted(const QUrl& url) {
+    if (PageView::accepts(url)) return true;
     loadFailed_("unsupported address: " + url.toDisplayString());
     return false;
   }
 
- private:
   void follow(const QWebEngineLoadingInfo& info) {
     if (info.status() != QWebEngineLoadingInfo::LoadFailedStatus) return;
     // An answer with an error status is a page all the same.

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QOpenGLContext>
 #include <QPluginLoader>
 
 namespace korvani::qt {
@@ -18,12 +19,16 @@ QString pluginFile() {
   return QDir(file.absolutePath()).filePath("korvani/libkorvani-web.so");
 }
 
-/// The plug-in stays loaded: a web engine cannot be taken down. Null when it cannot be loaded, with
-/// the reason.
+/// The plug-in stays loaded: a web engine cannot be taken down. Null, with the reason, when no page
+/// can be shown.
 PageViews* pageViews(QString& error) {
+  if (!QOpenGLContext::globalShareContext()) {  // the engine would crash
+    error = "no web pages without Phone::prepareApplication()";
+    return nullptr;
+  }
   static QPluginLoader loader(pluginFile());
   auto* const views = qobject_cast<PageViews*>(loader.instance());
-  if (!views) error = "no web pages can be shown here: " + loader.errorString();
+  if (!views) error = "no web pages without the plug-in: " + loader.errorString();
   return views;
 }
 
