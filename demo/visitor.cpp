@@ -11,6 +11,7 @@
 #include <QEnterEvent>
 #include <QMouseEvent>
 #include <QPixmap>
+#include <algorithm>
 #include <utility>
 
 namespace demo {
@@ -74,7 +75,7 @@ void Visitor::look() {
   if (!nothingMoves()) return;
   if (!pictures_.contains("home")) {
     takePicture("home");
-    pressNamed("Debug lines");
+    press(named("Debug lines"));
   } else if (QWidget* alert = visibleChild(*here_.window, "korvaniAlert")) {
     answerAlert(alert);
   } else if (const auto presented = here_.root()->presentedViewController()) {
@@ -83,7 +84,7 @@ void Visitor::look() {
   } else if (visibleChild(*here_.window, "korvaniPopUp")) {
     return;  // it is about to leave
   } else if (banner) {
-    openNotification(banner);
+    if (banner->y() >= 0) openNotification(banner);  // it has slid in
   } else {
     lookAround();
   }
@@ -96,7 +97,7 @@ bool Visitor::nothingMoves() {
 
 void Visitor::answerAlert(QWidget* alert) {
   takePicture("alert");
-  pressAt(alert->findChild<QAbstractButton*>()->mapTo(here_.window, QPoint(8, 8)));
+  press(alert->findChild<QAbstractButton*>());
 }
 
 void Visitor::look(const std::shared_ptr<ViewController>& screen) {
@@ -137,15 +138,10 @@ void Visitor::openNotification(QWidget* banner) {
 void Visitor::lookAround() {
   waitingFor_ = "the road to be complete";
   if (!here_.roadIsComplete()) return;
-  if (!pictures_.contains("log")) {
-    if (pictures_.contains("log opened")) {
-      takePicture("log");
-    } else {
-      pictures_.insert("log opened");
-      pressNamed("Kit log");
-    }
-    return;
-  }
+  const QAbstractButton* const closeLog = named("Close the log");
+  if (!closeLog->isVisible()) return press(named("Kit log"));
+  if (!here_.window->rect().contains(closeLog->mapTo(here_.window, QPoint()))) return;
+  takePicture("log");
   timer_.stop();
   here_.leave();
 }
@@ -162,11 +158,16 @@ void Visitor::press(const View& view) {
   pressAt((toRect(view.frame()) & here_.window->rect()).center());
 }
 
-void Visitor::pressNamed(const QString& accessibleName) {
-  for (QAbstractButton* button : here_.window->findChildren<QAbstractButton*>()) {
-    if (button->accessibleName() != accessibleName) continue;
-    return pressAt(button->mapTo(here_.window, button->rect().center()));
-  }
+QAbstractButton* Visitor::named(const QString& accessibleName) const {
+  const auto buttons = here_.window->findChildren<QAbstractButton*>();
+  const auto found = std::find_if(
+      buttons.begin(), buttons.end(),
+      [&](const QAbstractButton* button) { return button->accessibleName() == accessibleName; });
+  return found == buttons.end() ? nullptr : *found;
+}
+
+void Visitor::press(const QAbstractButton* button) {
+  pressAt(button->mapTo(here_.window, button->rect().center()));
 }
 
 void Visitor::pressAt(const QPoint& point) {

@@ -12,6 +12,8 @@
 #include <functional>
 #include <memory>
 
+class QAbstractButton;
+
 namespace demo {
 
 /// Looks at the window a few times a second and does the next thing that can be done. Nothing is
@@ -44,8 +46,9 @@ class Visitor {
   void openNotification(QWidget* banner);
   void lookAround();
   void takePicture(const QString& name);
+  QAbstractButton* named(const QString& accessibleName) const;
   void press(const korvani::platform::View& view);
-  void pressNamed(const QString& accessibleName);
+  void press(const QAbstractButton* button);
   void pressAt(const QPoint& point);
 
   const Surroundings here_;
