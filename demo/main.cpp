@@ -2,7 +2,6 @@
 // watch it at work.
 #include <korvani/qt/phone.h>
 #include <korvani/sdk/korvani.h>
-#include <korvani/ui/korvani_web_view.h>
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -94,10 +93,14 @@ QString nameOfScreen() {
     screen = navigation->topViewController();
   }
   if (!screen) return {};
-  const auto page = std::dynamic_pointer_cast<korvani::KorvaniWebView>(screen);
-  if (!page) return "image pop-up";
-  const QString address = QString::fromStdString(page->webviewURL().value_or(""));
-  return (page->navigationController() ? "pushed page " : "web pop-up ") + address;
+  for (const auto& view : screen->view()->subviews()) {
+    const auto page = std::dynamic_pointer_cast<WebView>(view);
+    if (!page) continue;
+    const std::string address = page->url() ? page->url()->absoluteString() : "";
+    return (screen->navigationController() ? "pushed page " : "web pop-up ") +
+           QString::fromStdString(address);
+  }
+  return "image pop-up";
 }
 
 /// With nobody there to read it in a browser, a web address is only fetched.

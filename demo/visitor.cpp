@@ -26,7 +26,7 @@ constexpr int kColoursOfContent = 6;
 template <typename Kind>
 std::shared_ptr<Kind> find(const View& view, const std::function<bool(const Kind&)>& fits = {}) {
   for (const auto& subview : view.subviews()) {
-    const auto found = std::dynamic_pointer_cast<Kind>(subview);
+    auto found = std::dynamic_pointer_cast<Kind>(subview);
     if (found && (!fits || fits(*found))) return found;
   }
   return nullptr;
