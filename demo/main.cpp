@@ -233,7 +233,7 @@ class Demonstration {
 #include "main.moc"
 
 int main(int argc, char** argv) {
-  QApplication::setAttribute(Qt::AA_ShareOpenGLContexts);  // for the web pages
+  korvani::qt::Phone::prepareApplication();
   QApplication application(argc, argv);
   QApplication::setApplicationName("korvani-demo");
   QApplication::setApplicationDisplayName("Fernhill Market");
