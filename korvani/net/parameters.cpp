@@ -43,8 +43,11 @@ std::optional<std::string> proximityWord(int proximity) {
 }
 
 std::int32_t batteryPercent(float batteryLevel) {
-  if (!(batteryLevel >= -1.0F && batteryLevel <= 1.0F)) return -100;
-  return static_cast<std::int32_t>(std::round(static_cast<double>(batteryLevel * 100.0F)));
+  constexpr float kUnknown = -1;
+  // What no 32-bit number could hold is no level.
+  const bool isLevel = std::isfinite(batteryLevel) && std::fabs(batteryLevel) < 1e6F;
+  const float level = isLevel ? batteryLevel : kUnknown;
+  return static_cast<std::int32_t>(std::round(static_cast<double>(level * 100.0F)));
 }
 
 Record Korvani::scenarioRecord(const platform::Beacon& beacon, std::string event,
@@ -85,12 +88,16 @@ std::optional<Record> Korvani::formParamForServicesWithBeacon(
     const platform::Beacon& beacon) const {
   const auto event = proximityWord(beacon.proximity);
   if (!event || beacon.minor == 0 || beacon.major == 0) return std::nullopt;
-  std::string uuid = beacon.proximityUUID.UUIDString();
-  std::erase(uuid, '-');
-  return Record{{"uuid", uuid},
-                {"major", beaconIdentifierText(beacon.major)},
-                {"minor", beaconIdentifierText(beacon.minor)},
-                {"event", *event}};
+  std::optional<Record> record;
+  guarded([&] {
+    std::string uuid = beacon.proximityUUID.UUIDString();
+    std::erase(uuid, '-');
+    record = Record{{"uuid", uuid},
+                    {"major", beaconIdentifierText(beacon.major)},
+                    {"minor", beaconIdentifierText(beacon.minor)},
+                    {"event", *event}};
+  });
+  return record;
 }
 
 }  // namespace korvani

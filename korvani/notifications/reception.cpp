@@ -7,8 +7,10 @@ namespace korvani {
 
 using platform::Value;
 
-void Korvani::didReceiveLocalNotification(const Value& userInfo) {
+void Korvani::didReceiveLocalNotification(const Value& received) {
   guarded([&] {
+    // The delegate may change what the host keeps, and `received` with it.
+    const Value userInfo = received;
     const auto kit = sharedInstance();
     if (!kit) return;
     if (kit->debug()) logLine("RECEIVE LOCAL NOTIFICATION -- ", userInfo);

@@ -25,7 +25,7 @@ struct LocalNotification {
 using BackgroundTaskIdentifier = std::uint64_t;
 inline constexpr BackgroundTaskIdentifier kBackgroundTaskInvalid = 0;
 
-/// UserNotificationSettings::types is a sum of these.
+/// The types of `registerUserNotificationSettings` are a sum of these.
 enum UserNotificationType : unsigned { kBadge = 1, kSound = 2, kAlert = 4 };
 
 class AlertDelegate {

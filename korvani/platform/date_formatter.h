@@ -5,6 +5,7 @@
 #include <korvani/platform/export.h>
 
 #include <string>
+#include <utility>
 
 namespace korvani::platform {
 

@@ -19,7 +19,8 @@ bool Platform::install(std::shared_ptr<Platform> platform) {
   Platform* none = nullptr;
   if (!platform || !installedPlatform().compare_exchange_strong(none, platform.get())) return false;
   // Background threads may use the phone until the process ends, so nothing ever lets go of it.
-  new std::shared_ptr<Platform>(std::move(platform));
+  static auto& held = *new std::shared_ptr<Platform>;
+  held = std::move(platform);
   return true;
 }
 

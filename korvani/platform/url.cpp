@@ -14,7 +14,7 @@ constexpr bool isHex(char c) {
 }
 bool isUnreservedOrSubDelimiter(char c) {
   return isAlpha(c) || isDigit(c) ||
-         (c != '\0' && std::string_view("-._~!$&'()*+,;=").find(c) != std::string_view::npos);
+         std::string_view("-._~!$&'()*+,;=").find(c) != std::string_view::npos;
 }
 
 /// Only unreserved characters, sub-delimiters, percent-encoded bytes and those of `more`?

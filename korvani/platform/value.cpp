@@ -2,6 +2,7 @@
 #include <korvani/platform/utf8.h>
 #include <korvani/platform/value.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -21,7 +22,8 @@ bool booleanReadingOfText(std::string_view text) {
   return !text.empty() && std::string_view("YyTt123456789").find(text.front()) != text.npos;
 }
 
-void appendControl(std::string& out, unsigned char control) {
+/// Appends the escape of a control character or line separator.
+void appendControl(std::string& out, unsigned control) {
   static constexpr char kDigits[] = "0123456789abcdef";
   switch (control) {
     case '\b':
@@ -40,13 +42,25 @@ void appendControl(std::string& out, unsigned char control) {
       out += "\\r";
       return;
     default:
-      out += "\\u00";
-      out += kDigits[control >> 4];
+      out += "\\u";
+      out += kDigits[control >> 12];
+      out += kDigits[control >> 8 & 15];
+      out += kDigits[control >> 4 & 15];
       out += kDigits[control & 15];
   }
 }
 
-constexpr bool isControl(unsigned char c) { return c < 0x20 || c == 0x7F; }
+/// The control character or line separator that the text begins with: what could end a line or
+/// command a terminal.
+std::optional<unsigned> controlAt(std::string_view text, std::size_t length) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  if (length == 1 && (byte(0) < 0x20 || byte(0) == 0x7F)) return byte(0);
+  if (length == 2 && byte(0) == 0xC2 && byte(1) < 0xA0) return byte(1);
+  if (length == 3 && text.starts_with("\xE2\x80") && (byte(2) == 0xA8 || byte(2) == 0xA9)) {
+    return 0x2000U + byte(2) - 0x80U;
+  }
+  return std::nullopt;
+}
 
 /// Appends the text with controls escaped and invalid bytes replaced; quotes and backslashes are
 /// escaped as well when it is to stand in JSON.
@@ -57,8 +71,8 @@ void appendText(std::string& out, std::string_view text, bool forJson) {
     if (length == 0) {
       out += "\xEF\xBF\xBD";
       length = 1;
-    } else if (isControl(first)) {
-      appendControl(out, first);
+    } else if (const auto control = controlAt(text, length)) {
+      appendControl(out, *control);
     } else {
       if (forJson && (first == '"' || first == '\\')) out += '\\';
       out += text.substr(0, length);
@@ -67,10 +81,11 @@ void appendText(std::string& out, std::string_view text, bool forJson) {
   }
 }
 
-template <typename Number>
-void appendNumber(std::string& out, Number number) {
-  std::array<char, 32> digits;
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+template <typename Number, typename... Format>
+void appendNumber(std::string& out, Number number, Format... format) {
+  std::array<char, 400> digits;  // A real close to 0 takes some 330.
+  const auto end =
+      std::to_chars(digits.data(), digits.data() + digits.size(), number, format...).ptr;
   out.append(digits.data(), end);
 }
 
@@ -80,9 +95,9 @@ void appendReal(std::string& out, double real, std::string_view null) {
     return;
   }
   const std::size_t start = out.size();
-  appendNumber(out, real);
+  appendNumber(out, real, std::chars_format::fixed);
   // A real stays one when it is read again.
-  if (out.find_first_of(".e", start) == out.npos) out += ".0";
+  if (out.find('.', start) == out.npos) out += ".0";
 }
 
 void appendJson(std::string& out, const Value& value, std::string_view null) {

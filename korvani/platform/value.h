@@ -6,7 +6,10 @@
 #include <korvani/platform/export.h>
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>

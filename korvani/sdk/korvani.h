@@ -43,7 +43,8 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   static void setStatusBarStyle(int statusBarStyle);
   /// The pop-ups' background; black without one.
   static void setColorBackground(std::optional<platform::Color> colorBackground);
-  /// The pop-ups' close button, 40 × 40 points; a white cross of the kit's own without one.
+  /// The image of the pop-ups' close button, which is 40 × 40 points; a white disc with a cross in
+  /// it without one.
   static void setCloseButtonImage(std::shared_ptr<const platform::Image> buttonCloseImage);
   /// Log lines for developers.
   static void setDebugLogEnabled(bool debug);
@@ -84,7 +85,6 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   Korvani() = default;
 
   // sdk: start-up, lifecycle and background running.
-  void start(std::string APIKey, bool isProd);
   void initialize();
   void prepareStoredKeys();
   void requestNotificationAuthorization();

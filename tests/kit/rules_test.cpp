@@ -35,13 +35,9 @@ TEST(Parameters, TextForms) {
   for (const auto& [number, text] : identifiers) {
     EXPECT_EQ(beaconIdentifierText(static_cast<std::uint16_t>(number)), text);
   }
-  const std::pair<float, int> levels[] = {{0.125F, 13},
-                                          {0.0F, 0},
-                                          {1.0F, 100},
-                                          {0.005F, 1},
-                                          {0.564F, 56},
-                                          {-1.0F, -100},
-                                          {std::numeric_limits<float>::quiet_NaN(), -100}};
+  const std::pair<float, int> levels[] = {
+      {0.125F, 13}, {0.0F, 0},     {1.0F, 100},   {0.005F, 1},
+      {0.564F, 56}, {1.004F, 100}, {-1.0F, -100}, {std::numeric_limits<float>::quiet_NaN(), -100}};
   for (const auto& [level, percent] : levels) EXPECT_EQ(batteryPercent(level), percent) << level;
   EXPECT_EQ(proximityWord(0), std::nullopt);
   EXPECT_EQ(proximityWord(-7), "");

@@ -19,7 +19,9 @@ const std::shared_ptr<View>& ViewController::view() {
 void ViewController::presentViewController(std::shared_ptr<ViewController> controller,
                                            bool animated, Completion completion) {
   Stage* const shownOn = stage();
-  if (!controller || !shownOn || !presented_.compareExchange(nullptr, controller)) return;
+  if (!controller || !shownOn) return;
+  const std::lock_guard lock(shownOn->order_);
+  if (!presented_.compareExchange(nullptr, controller)) return;
   controller->presenting_.store(weak_from_this());
   shownOn->present(std::move(controller), animated, std::move(completion));
 }
@@ -32,6 +34,7 @@ void ViewController::dismissViewControllerAnimated(bool animated, Completion com
   }
   Stage* const shownOn = stage();
   if (!shownOn) return;
+  const std::lock_guard lock(shownOn->order_);
   std::shared_ptr<ViewController> presented = presented_.exchange(nullptr);
   if (presented) presented->presenting_.store({});
   shownOn->dismiss(std::move(presented), animated, std::move(completion));
@@ -45,7 +48,7 @@ Stage* ViewController::stage() const {
 
 std::shared_ptr<NavigationController> NavigationController::initWithRootViewController(
     std::shared_ptr<ViewController> root) {
-  auto navigation = std::make_shared<NavigationController>();
+  const std::shared_ptr<NavigationController> navigation(new NavigationController);
   navigation->hold(std::move(root));
   return navigation;
 }
@@ -56,6 +59,7 @@ int NavigationController::preferredStatusBarStyle() const {
 
 void NavigationController::pushViewController(std::shared_ptr<ViewController> controller,
                                               bool animated) {
+  if (!controller) return;
   hold(controller);
   auto self = std::static_pointer_cast<NavigationController>(shared_from_this());
   if (Stage* shownOn = stage()) shownOn->push(std::move(self), std::move(controller), animated);

@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string_view>
 #include <vector>
 
@@ -33,6 +34,12 @@ class Stage {
   /// Main thread.
   virtual void push(std::shared_ptr<NavigationController> navigation,
                     std::shared_ptr<ViewController> pushed, bool animated) = 0;
+
+ private:
+  friend class ViewController;
+  /// Held while a controller decides and tells this stage, so that the stage hears of changes in
+  /// the order in which they were decided. An adapter only enqueues meanwhile.
+  std::mutex order_;
 };
 
 /// One screen. Main thread, but for presenting, dismissing and asking what is presented, which any
@@ -59,13 +66,14 @@ class KORVANI_EXPORT ViewController : public std::enable_shared_from_this<ViewCo
   std::shared_ptr<ViewController> presentingViewController() const {
     return presenting_.load().lock();
   }
-  /// Shows the controller over this one. Where one is presented already, nothing happens and the
-  /// completion is dropped.
+  /// Shows the controller over this one. Where one is presented already, or this one stands on no
+  /// stage, nothing happens and the completion is dropped.
   void presentViewController(std::shared_ptr<ViewController> controller, bool animated,
                              Completion completion = {});
   /// Dismisses what this controller presents, with all that stands on it; where it presents
   /// nothing, this controller itself (or the navigation that holds it) is dismissed by the one that
-  /// presents it. The completion runs though nothing was there to dismiss.
+  /// presents it. The completion runs though nothing was there to dismiss; a
+  /// controller that stands on no stage any more does nothing.
   void dismissViewControllerAnimated(bool animated, Completion completion = {});
   /// The navigation that holds this controller, null when there is none.
   std::shared_ptr<NavigationController> navigationController() const { return navigation_.lock(); }
@@ -86,7 +94,7 @@ class KORVANI_EXPORT ViewController : public std::enable_shared_from_this<ViewCo
 
 class KORVANI_EXPORT NavigationController : public ViewController {
  public:
-  /// A navigation with this controller at its bottom.
+  /// A navigation with this controller, which is there, at its bottom.
   static std::shared_ptr<NavigationController> initWithRootViewController(
       std::shared_ptr<ViewController> root);
 
@@ -102,6 +110,7 @@ class KORVANI_EXPORT NavigationController : public ViewController {
   void pushViewController(std::shared_ptr<ViewController> controller, bool animated);
 
  private:
+  NavigationController() = default;
   void hold(std::shared_ptr<ViewController> controller);
 
   std::vector<std::shared_ptr<ViewController>> controllers_;
