@@ -24,7 +24,7 @@ if(KORVANI_SANITIZE)
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${KORVANI_SANITIZE})
   # Instrumented code leads gcc to warn of members that are never read before they are set.
-  set(warnings_off -Wno-maybe-uninitialized)
+  set(warnings_off $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 
 # korvani_warnings(target): our own code compiles without a single warning.
