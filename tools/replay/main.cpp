@@ -3,6 +3,8 @@
 #include <korvani/sdk/version.h>
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -53,11 +55,7 @@ int run(const std::string& name) {
   return 1;
 }
 
-}  // namespace
-}  // namespace korvani::replay
-
-int main(int argc, char** argv) {
-  std::ios::sync_with_stdio(false);
+int readArguments(int argc, char** argv) {
   CLI::App app("Plays a script of events to Korvani on a simulated phone and prints every effect.");
   std::string name = "-";
   app.add_option("FILE", name, "the script, JSON Lines (default: standard input)");
@@ -65,7 +63,20 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : korvani::replay::kBadInput;
+    return app.exit(error) == 0 ? 0 : kBadInput;
   }
-  return korvani::replay::run(name);
+  return run(name);
+}
+
+}  // namespace
+}  // namespace korvani::replay
+
+int main(int argc, char** argv) {
+  try {
+    std::ios::sync_with_stdio(false);
+    return korvani::replay::readArguments(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "korvani-replay: %s\n", error.what());
+    return 1;
+  }
 }
