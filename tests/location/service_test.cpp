@@ -217,7 +217,7 @@ const Timeline kTimelines[] = {
      {"0 started A", "30 state 2 A", "32 entry A", "32 state 1 A", "63 exit A", "63 state 2 A"}},
     {"ranged in order of first hearing, held, unknown, forgotten",
      {"0 range A", "0.5 hear A 2", "0.6 hear A 1 -80", "1.5 hear A 2 -59", "1.6 hear B 3",
-      "2 stop A", "9 until", "10.7 range A", "13 stop A", "14.7 range A", "17 stop A",
+      "2 stop A", "9 until", "10.7 range A", "13 stop A", "14.7 range A", "17 stop A", "20 range A",
       "20 hear A 1 -80", "20 hear A 2", "21 until"},
      {"1 ranged 2:2 1:3 A", "2 ranged 2:2 1:3 A", "11.7 ranged 2:2 1:0 A", "12.7 ranged 2:0 1:0 A",
       "15.7 ranged 2:0 A", "16.7 ranged A", "21 ranged 1:3 2:2 A"}},
