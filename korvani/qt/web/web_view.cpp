@@ -65,6 +65,7 @@ bool WebView::makePage() {
   page_ = views->newPageView(window_, failure());
   hadPage_ = true;
   page_->hide();
+  page_->resize(QSizeF(frame().width, frame().height).toSize());  // laid out before it is shown
   changed();
   return true;
 }
