@@ -49,7 +49,7 @@ std::optional<Options> readOptions(const QApplication& application) {
                      {"service-log", "Request log of the local service, to follow.", "file"},
                      {"pictures", "Folder for pictures of each screen, with --auto.", "folder"},
                      {"auto", "Open, tap and close everything without a user, then end."},
-                     {"patience", "Seconds after which --auto gives up.", "seconds", "150"}});
+                     {"patience", "Seconds after which --auto gives up.", "seconds", "280"}});
   parser.process(application);
   if (!parser.positionalArguments().isEmpty()) {
     std::fprintf(stderr, "korvani-demo: unknown argument \"%s\"\n",

@@ -109,7 +109,8 @@ void Visitor::look(const std::shared_ptr<ViewController>& screen) {
   waitingFor_ = page ? "the page to be painted" : "the image to be painted";
   const QRect area = toRect(content->frame());
   if (!isOnTop(area, page ? nullptr : "Image")) return;
-  if (colours(seen_, area) < kColoursOfContent) return;
+  // A banner may lie over the upper part.
+  if (colours(seen_, area.adjusted(0, area.height() / 4, 0, 0)) < kColoursOfContent) return;
 
   if (page) {
     takePicture(screen->navigationController() ? "pushed-page" : "page");
