@@ -16,10 +16,13 @@ constexpr std::chrono::seconds kPatience{1};
 
 }  // namespace
 
-ApplicationLife& ApplicationLife::begin() {
-  auto* life = new ApplicationLife;
-  QObject::connect(qApp, &QObject::destroyed, [life] { life->end(); });
+ApplicationLife& ApplicationLife::ofProcess() {
+  static ApplicationLife* const life = new ApplicationLife;
   return *life;
+}
+
+ApplicationLife::ApplicationLife() {
+  QObject::connect(qApp, &QObject::destroyed, [this] { end(); });
 }
 
 void ApplicationLife::endAtExit(std::function<void()> farewell) {

@@ -10,7 +10,8 @@
 
 namespace korvani::qt {
 
-/// Never destroyed: threads look at it until the process ends.
+/// One for the process, like the application itself. Never destroyed: threads look at it to the
+/// last.
 class ApplicationLife {
  public:
   /// Holds off the end while it lives; false after the end, and then the caller leaves Qt alone.
@@ -27,8 +28,8 @@ class ApplicationLife {
     const bool here_;
   };
 
-  /// Main thread, while the QApplication exists, with which it ends.
-  static ApplicationLife& begin();
+  /// First called on the main thread while the QApplication exists, with which it ends.
+  static ApplicationLife& ofProcess();
 
   /// Main thread. From now on it ends at `exit` too, before what has been made so far is taken
   /// down; so all that threads use of Qt has been touched by now. `farewell` is called once they
@@ -40,7 +41,7 @@ class ApplicationLife {
   void haltIfEnded() const;
 
  private:
-  ApplicationLife() = default;
+  ApplicationLife();
   bool enter();
   void leave();
   void end();

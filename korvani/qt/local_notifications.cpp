@@ -60,11 +60,16 @@ void LocalNotifications::notify(const platform::LocalNotification& notification,
                                QStringList{kDefaultAction, QString()},
                                hints,
                                -1};
+  ++unanswered_;
   whenFinished(call(QStringLiteral("Notify"), arguments),
                [this, notification](const QDBusPendingCall& call) {
+                 --unanswered_;
                  const QDBusPendingReply<uint> reply = call;
                  if (reply.isError()) return showAsBanner(notification);
                  shown_.insert(reply.value(), notification.userInfo);
+                 const bool isOpen = openedEarly_.contains(reply.value());
+                 if (unanswered_ == 0) openedEarly_.clear();
+                 if (isOpen) actionInvoked(reply.value(), kDefaultAction);
                });
 }
 
@@ -108,7 +113,11 @@ void LocalNotifications::whenFinished(const QDBusPendingCall& call,
 }
 
 void LocalNotifications::actionInvoked(uint identifier, const QString& action) {
-  if (action != kDefaultAction || !shown_.contains(identifier)) return;
+  if (action != kDefaultAction) return;
+  if (!shown_.contains(identifier)) {
+    if (unanswered_ > 0) openedEarly_.insert(identifier);
+    return;
+  }
   const platform::Value userInfo = shown_.take(identifier);
   call(QStringLiteral("CloseNotification"), {identifier});
   opened(userInfo);

@@ -5,6 +5,7 @@
 
 #include <QHash>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <functional>
@@ -46,6 +47,9 @@ class LocalNotifications final : public QObject {
   bool subscribed_ = false;
   /// What is shown by the service now, by the service's number.
   QHash<uint, platform::Value> shown_;
+  /// A click may overtake the answer that brings its notification's number.
+  int unanswered_ = 0;
+  QSet<uint> openedEarly_;
   std::vector<platform::Value> openedBefore_;
 };
 

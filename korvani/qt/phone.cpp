@@ -27,7 +27,7 @@ constexpr std::chrono::minutes kBackgroundBudget{3};
 class LinuxPhone final : public Phone {
  public:
   LinuxPhone(QWidget* hostWindow, const PhoneOptions& options)
-      : life_(ApplicationLife::begin()),
+      : life_(ApplicationLife::ofProcess()),
         log_(life_),
         clock_(life_),
         queues_(life_),

@@ -27,7 +27,7 @@ using testing::ElementsAre;
 
 class QueuesTest : public testing::Test {
  protected:
-  ApplicationLife& life_ = ApplicationLife::begin();
+  ApplicationLife& life_ = ApplicationLife::ofProcess();
   Queues queues_{life_};
 };
 
@@ -57,21 +57,19 @@ TEST_F(QueuesTest, MainJobsRunInOrderOnTheMainThreadAlsoInsideANestedLoop) {
 }
 
 TEST_F(QueuesTest, ADelayedJobIsNeverEarly) {
-  using Moment = std::chrono::steady_clock::time_point;
   const auto now = [] { return std::chrono::steady_clock::now(); };
-  std::vector<int> order;
+  int done = 0;
   std::thread([&] {
     for (const int delay : {30, 0, 10, -5}) {
-      const Moment due = now() + milliseconds(delay);
-      queues_.mainQueueAfter(milliseconds(delay), [&, due, delay] {
+      const auto due = now() + milliseconds(delay);
+      queues_.mainQueueAfter(milliseconds(delay), [&, due] {
         EXPECT_GE(now(), due);
-        order.push_back(delay);
+        ++done;
       });
     }
     queues_.mainQueueAfter(milliseconds::max(), [] { FAIL() << "not in our time"; });
   }).join();
-  runUntil([&] { return order.size() == 4; });
-  EXPECT_THAT(order, ElementsAre(0, -5, 10, 30));
+  runUntil([&] { return done == 4; });
 }
 
 TEST_F(QueuesTest, JobsThatWaitHoldUpNoOtherAndTakeNoSignals) {
@@ -137,7 +135,7 @@ TEST_F(QueuesTest, SurvivesThatNoThreadCanBeMade) {
 /// Everything that keeps threads busy when a host quits.
 void keepBusy() {
   static QTemporaryDir folder;
-  auto& life = ApplicationLife::begin();
+  auto& life = ApplicationLife::ofProcess();
   auto* queues = new Queues(life);
   auto* clock = new Clock(life);
   auto* log = new Log(life);
@@ -148,10 +146,10 @@ void keepBusy() {
   static std::atomic<int> rounds = 0;
   global.async([clock] { clock->sleepFor(std::chrono::hours(1'000'000)); });
   for (int i = 0; i < 4; ++i) {
-    global.async([=, &global] {
+    global.async([=, &global, text = platform::Value(std::to_string(i))] {
       while (true) {
         log->write("round");
-        store->setObject(i, "key");
+        store->setObject(text, "key");
         store->synchronize();
         queues->mainQueue().async([] {});
         global.async([] {});
@@ -163,25 +161,16 @@ void keepBusy() {
   runUntil([] { return rounds > 20; });
 }
 
-TEST(End, IsQuietWhenTheApplicationGoes) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(
-      {
-        keepBusy();
-        delete qApp;
-        std::exit(0);
-      },
-      testing::ExitedWithCode(0), "");
+[[noreturn]] void end(bool applicationGoes) {
+  keepBusy();
+  if (applicationGoes) delete qApp;
+  std::exit(0);
 }
 
-TEST(End, IsQuietWhenTheHostExits) {
+TEST(End, IsQuietWhetherTheApplicationGoesOrTheHostExits) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(
-      {
-        keepBusy();
-        std::exit(0);
-      },
-      testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(end(true), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(end(false), testing::ExitedWithCode(0), "");
 }
 
 TEST(LogTest, CutsLongLinesBetweenCharacters) {
@@ -189,7 +178,7 @@ TEST(LogTest, CutsLongLinesBetweenCharacters) {
   qInstallMessageHandler([](QtMsgType, const QMessageLogContext& context, const QString& line) {
     if (QLatin1String(context.category) == QLatin1String("korvani")) lines.push_back(line);
   });
-  Log log(ApplicationLife::begin());
+  Log log(ApplicationLife::ofProcess());
   std::string accents;
   for (int i = 0; i < 5000; ++i) accents += "\u00e9";
   log.write("100 %s");
@@ -217,7 +206,7 @@ TEST(DeviceTest, TellsTheSystemsLocale) {
 }
 
 TEST(ClockTest, FollowsTheZoneAndMakesUuids) {
-  const Clock clock(ApplicationLife::begin());
+  const Clock clock(ApplicationLife::ofProcess());
   const platform::Date summer{milliseconds(1'782'000'000'000)};
   const platform::Date winter{milliseconds(1'767'268'800'000)};
   for (const auto& [zone, inSummer, inWinter] : {std::tuple{"CET-1CEST,M3.5.0,M10.5.0/3", 120, 60},

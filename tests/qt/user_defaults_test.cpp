@@ -34,7 +34,7 @@ class Store : public testing::Test {
     out.write(text);
   }
 
-  ApplicationLife& life_ = ApplicationLife::begin();
+  ApplicationLife& life_ = ApplicationLife::ofProcess();
   Queues queues_{life_};
   codec::JSON json_;
   QTemporaryDir folder_;

@@ -85,7 +85,7 @@ class WalkTest : public testing::Test {
 
   codec::JSON json_;
   QTemporaryDir folder_;
-  Queues queues_{ApplicationLife::begin()};
+  Queues queues_{ApplicationLife::ofProcess()};
   const std::shared_ptr<Recorder> recorder_ = std::make_shared<Recorder>();
   const std::shared_ptr<BeaconRegion> region_ = std::make_shared<BeaconRegion>(kOurs, "beacon");
 };
