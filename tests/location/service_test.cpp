@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/location/beacon_location_manager.h>
+#include <korvani/location/beacon_table.h>
 #include <korvani/simulator/simulated_phone.h>
 
 #include <sstream>
@@ -216,11 +217,12 @@ const Timeline kTimelines[] = {
      {"0 monitor A", "31 hear B 1", "32 hear A 1", "33 hear A 2", "62.5 until", "64 until"},
      {"0 started A", "30 state 2 A", "32 entry A", "32 state 1 A", "63 exit A", "63 state 2 A"}},
     {"ranged in order of first hearing, held, unknown, forgotten",
-     {"0 range A", "0.5 hear A 2", "0.6 hear A 1 -80", "1.5 hear A 2 -59", "1.6 hear B 3",
-      "2 stop A", "9 until", "10.7 range A", "13 stop A", "14.7 range A", "17 stop A", "20 range A",
+     {"0 range A", "0.5 hear A 2", "0.6 hear A 1 -80", "1.7 hear A 2", "1.8 hear B 3", "2 stop A",
+      "9 until", "10.7 range A", "13.7 stop A", "14.7 range A", "18 stop A", "20 range A",
       "20 hear A 1 -80", "20 hear A 2", "21 until"},
-     {"1 ranged 2:2 1:3 A", "2 ranged 2:2 1:3 A", "11.7 ranged 2:2 1:0 A", "12.7 ranged 2:0 1:0 A",
-      "15.7 ranged 2:0 A", "16.7 ranged A", "21 ranged 1:3 2:2 A"}},
+     {"1 ranged 2:2 1:3 A", "2 ranged 2:2 1:3 A", "11.7 ranged 2:2 1:0 A", "12.7 ranged 2:2 1:0 A",
+      "13.7 ranged 2:0 1:0 A", "15.7 ranged 2:0 A", "16.7 ranged 2:0 A", "17.7 ranged A",
+      "21 ranged 1:3 2:2 A"}},
     {"without a distance",
      {"0 range A", "0.5 hear A 1 127", "0.5 hear A 2 -59 3", "0.5 hear A 3", "0.6 hear A 3 0",
       "0.6 hear A 3 127", "1 until"},
@@ -233,8 +235,8 @@ const Timeline kTimelines[] = {
      {"0 started A", "0.5 state 1 A", "0.7 started A", "0.7 state 1 A", "1 ranged 1:2 A"}},
     {"another UUID under the identifier begins anew and ends ranging",
      {"0 monitor A", "0 range A", "0.5 hear A 1", "0.7 monitor X", "0.8 state X", "0.8 state A",
-      "0.9 range A", "0.9 stop A", "2 hear A 1", "3 hear X 1", "3 range X", "3.5 stop A", "4 until",
-      "4 stop X", "40 until"},
+      "0.9 range A", "2 hear A 1", "3 hear X 1", "3 range X", "3.5 stop A", "4 until", "4 stop X",
+      "40 until"},
      {"0 started A", "0.5 state 1 A", "0.7 started X", "0.8 state 0 X", "0.8 state 0 A",
       "3 state 1 X", "4 ranged 1:2 X", "33 exit X", "33 state 2 X"}},
     {"radio off inside: no exit, no results, states anew",
@@ -246,6 +248,9 @@ const Timeline kTimelines[] = {
     {"radio off outside",
      {"0 monitor A", "35 radio off", "36 radio on", "70 until"},
      {"0 started A", "30 state 2 A", "35 failed off A", "35 state 0 A", "66 state 2 A"}},
+    {"beacons heard before the radio went are forgotten",
+     {"0 range A", "0.5 hear A 1", "1.5 radio off", "2 radio on", "3 until"},
+     {"1 ranged 1:2 A", "3 ranged A"}},
     {"no radio at the start: monitoring starts by itself once it can",
      {"0 radio missing", "1 monitor A", "1 monitor A", "5 radio on", "5 radio on", "6 hear A 1"},
      {"1 failed missing A", "5 started A", "6 state 1 A"}},
@@ -290,6 +295,23 @@ TEST(LocationService, KeepsTheBeaconsHeardLast) {
                           "0.4 hear A 1", "0.5 hear A 4", "0.6 hear A 5", "1 until"}),
               ElementsAre("1 ranged 1:2 4:2 5:2 A"));
   EXPECT_EQ(stage.phone_.contents("log").size(), 1U) << "said once";
+}
+
+/// A beacon is listed with the last strength that was known, also while its distance is not.
+TEST(LocationService, Strength) {
+  BeaconTable table{LocationSettings()};
+  const IBeacon steady{uuid('A'), 1, 2, -59}, mute{uuid('B'), 3, 4, 20};
+  table.heard(steady, -59, Moment(1s));
+  table.heard(steady, 127, Moment(2s));
+  table.heard(mute, -70, Moment(2s));
+  const auto rows = table.rows(Moment(13s));
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[0].beacon.rssi, -59);
+  EXPECT_NEAR(rows[0].beacon.accuracy, 1, 0.1);
+  EXPECT_EQ(rows[0].lastHeard, Moment(2s));
+  EXPECT_EQ(rows[1].beacon.rssi, -70);
+  EXPECT_EQ(rows[1].beacon.accuracy, -1);
+  EXPECT_EQ(table.rows(Moment(14s), &steady.proximityUUID)[0].beacon.rssi, 0);
 }
 
 TEST(LocationService, Positions) {
