@@ -93,7 +93,9 @@ class Stage final : public platform::LocationManagerDelegate {
   CountingQueues queues_{phone_.queues()};
   const std::shared_ptr<FakeRadio> radio_ = std::make_shared<FakeRadio>();
   const std::shared_ptr<FakePositions> positions_ = std::make_shared<FakePositions>();
-  std::shared_ptr<LocationManager> manager_;
+  std::shared_ptr<LocationManager> manager_, earlier_;
+  /// A host may start anew at any moment, from inside a callback too.
+  bool startsAnewWhenTold_ = false;
 
  private:
   using Manager = std::shared_ptr<LocationManager>;
@@ -121,24 +123,28 @@ class Stage final : public platform::LocationManagerDelegate {
     ask(word, std::make_shared<BeaconRegion>(regionOf(name)));
   }
 
-  /// Regions of lower-case names tell no crossings. X stands under the identifier of A.
+  /// Regions of lower-case names tell no crossings. X and a stand under the identifier of A; a is
+  /// the same region.
   static BeaconRegion regionOf(char name) {
-    BeaconRegion region(uuid(name), name == 'X' ? "A" : std::string(1, name));
+    const bool isA = name == 'X' || name == 'a';
+    BeaconRegion region(uuid(name == 'a' ? 'A' : name), isA ? "A" : std::string(1, name));
     region.notifyOnEntry = region.notifyOnExit = name < 'a';
     region.notifyEntryStateOnDisplay = name == 'A';
     return region;
   }
 
   void ask(const std::string& word, const std::shared_ptr<const BeaconRegion>& region) {
-    phone_.queues().newOperationQueue()->async([word, region, manager = manager_] {
+    const auto asked = word == "late" ? earlier_ : manager_;
+    phone_.queues().newOperationQueue()->async([word, region, manager = asked] {
       if (word == "monitor") manager->startMonitoringForRegion(region);
       if (word == "state") manager->requestStateForRegion(region);
-      if (word == "range") manager->startRangingBeaconsInRegion(region);
+      if (word == "range" || word == "late") manager->startRangingBeaconsInRegion(region);
       if (word == "stop") manager->stopRangingBeaconsInRegion(region);
     });
   }
 
   void startManager() {
+    earlier_ = manager_;
     manager_ = service_.newLocationManager();
     manager_->setDelegate(delegate_);
   }
@@ -151,6 +157,7 @@ class Stage final : public platform::LocationManagerDelegate {
       line << " " << static_cast<char>(beacons->proximityUUID.bytes()[15]);
     }
     heard_.push_back(line.str());
+    if (startsAnewWhenTold_) startManager();
   }
 
   void locationManagerDidStartMonitoringForRegion(const Manager& m, const Region& r) override {
@@ -207,8 +214,8 @@ const Timeline kTimelines[] = {
      {"1 started A", "31 state 2 A", "40 state 2 A", "50 entry A", "50 state 1 A", "80 exit A",
       "80 state 2 A"}},
     {"crossings that nobody wants are states alone",
-     {"0 monitor a", "31 hear a 1", "70 until"},
-     {"0 started a", "30 state 2 a", "31 state 1 a", "61 state 2 a"}},
+     {"0 monitor A", "1 monitor a", "31 hear A 1", "70 until"},
+     {"0 started A", "1 started A", "30 state 2 A", "31 state 1 A", "61 state 2 A"}},
     {"a slow beacon and one that flaps stay inside",
      {"0 monitor A", "0 hear A 1", "29.9 hear A 1", "59.8 hear A 2", "89.7 hear A 1 127",
       "119 until"},
@@ -252,11 +259,11 @@ const Timeline kTimelines[] = {
      {"0 range A", "0.5 hear A 1", "1.5 radio off", "2 radio on", "3 until"},
      {"1 ranged 1:2 A", "3 ranged A"}},
     {"no radio at the start: monitoring starts by itself once it can",
-     {"0 radio missing", "1 monitor A", "1 monitor A", "5 radio on", "5 radio on", "6 hear A 1"},
-     {"1 failed missing A", "5 started A", "6 state 1 A"}},
+     {"0 radio missing", "1 monitor A", "1 monitor A", "40 radio on", "40 radio on", "41 hear A 1"},
+     {"1 failed missing A", "40 started A", "41 state 1 A"}},
     {"a new manager takes over, the earlier one's ranging ends",
-     {"0 monitor A", "0 range A", "0.5 hear A 1", "1.5 takeover", "3 hear A 1", "4 monitor A",
-      "4 state A", "4 range A", "5 stop A", "34 until"},
+     {"0 monitor A", "0 range A", "0.5 hear A 1", "1.5 takeover", "1.6 late A", "3 hear A 1",
+      "4 monitor A", "4 state A", "4 range A", "5 stop A", "34 until"},
      {"0 started A", "0.5 state 1 A", "1 ranged 1:2 A", "4 started A", "4 state 1 A",
       "5 ranged 1:2 A", "33 exit A", "33 state 2 A"}},
     {"the display turns on",
@@ -271,11 +278,19 @@ TEST(LocationService, Timelines) {
   }
 }
 
+TEST(LocationService, StartedAnewInsideACallback) {
+  Stage stage;
+  stage.play({"0 range A", "0 range B", "0.5 until"});
+  stage.startsAnewWhenTold_ = true;
+  EXPECT_THAT(stage.play({"3 until"}), ElementsAre("1 ranged A"));
+}
+
 TEST(LocationService, ListensNoMoreThanItMust) {
   Stage stage;
-  stage.play({"0 monitor A", "1 range A", "1.1 range A", "2 stop A", "3 monitor a", "4 monitor X"});
-  EXPECT_THAT(stage.radio_->asked, ElementsAre("presence", "full", "presence", "full"));
-  EXPECT_EQ(stage.radio_->presenceOf, uuid('A'));
+  stage.play({"0 monitor A", "1 range A", "1.1 range A", "2 stop A", "3 monitor a", "4 monitor X",
+              "5 monitor B"});
+  EXPECT_THAT(stage.radio_->asked, ElementsAre("presence", "full", "presence", "presence", "full"));
+  EXPECT_EQ(stage.radio_->presenceOf, uuid('X'));
 }
 
 TEST(LocationService, SleepsWhileNothingCanChange) {
@@ -333,9 +348,12 @@ TEST(LocationService, Positions) {
   fail("gone");
   EXPECT_THAT(again(), ElementsAre("0 no position: gone"));
   stage.play({"1 takeover"});
+  EXPECT_THAT(stage.positions_->asked, ElementsAre("authorize", "start", "stop"));
+  stage.manager_->startUpdatingLocation();
   stage.manager_->stopUpdatingLocation();
   stage.play({"2 until"});
-  EXPECT_THAT(stage.positions_->asked, ElementsAre("authorize", "start", "stop"));
+  EXPECT_EQ(stage.positions_->asked.back(), "stop");
+  EXPECT_EQ(stage.positions_->asked.size(), 5U);
 }
 
 }  // namespace
