@@ -7,6 +7,7 @@
 
 #include <list>
 #include <map>
+#include <tuple>
 #include <vector>
 
 namespace korvani::location {
@@ -38,7 +39,10 @@ class BeaconTable {
     std::uint16_t minor;
     std::uint16_t major;
     platform::Uuid proximityUUID;
-    friend auto operator<=>(const Key&, const Key&) = default;
+    friend bool operator<(const Key& a, const Key& b) {
+      return std::tie(a.minor, a.major, a.proximityUUID.bytes()) <
+             std::tie(b.minor, b.major, b.proximityUUID.bytes());
+    }
   };
   struct Entry {
     Key key;
