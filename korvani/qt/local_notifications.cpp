@@ -63,12 +63,12 @@ void LocalNotifications::notify(const platform::LocalNotification& notification,
   ++unanswered_;
   whenFinished(call(QStringLiteral("Notify"), arguments),
                [this, notification](const QDBusPendingCall& call) {
-                 --unanswered_;
                  const QDBusPendingReply<uint> reply = call;
+                 const bool isOpen = !reply.isError() && openedEarly_.remove(reply.value());
+                 // What is left was a click on another application's notification.
+                 if (--unanswered_ == 0) openedEarly_.clear();
                  if (reply.isError()) return showAsBanner(notification);
                  shown_.insert(reply.value(), notification.userInfo);
-                 const bool isOpen = openedEarly_.contains(reply.value());
-                 if (unanswered_ == 0) openedEarly_.clear();
                  if (isOpen) actionInvoked(reply.value(), kDefaultAction);
                });
 }
