@@ -63,13 +63,15 @@ void LocalNotifications::notify(const platform::LocalNotification& notification,
   ++unanswered_;
   whenFinished(call(QStringLiteral("Notify"), arguments),
                [this, notification](const QDBusPendingCall& call) {
+                 --unanswered_;
                  const QDBusPendingReply<uint> reply = call;
-                 const bool isOpen = !reply.isError() && openedEarly_.remove(reply.value());
-                 // What is left was a click on another application's notification.
-                 if (--unanswered_ == 0) openedEarly_.clear();
-                 if (reply.isError()) return showAsBanner(notification);
-                 shown_.insert(reply.value(), notification.userInfo);
-                 if (isOpen) actionInvoked(reply.value(), kDefaultAction);
+                 if (reply.isError()) {
+                   showAsBanner(notification);
+                 } else {
+                   shown_.insert(reply.value(), notification.userInfo);
+                 }
+                 if (unanswered_ > 0) return;
+                 for (const auto& work : std::exchange(waiting_, {})) work();
                });
 }
 
@@ -112,17 +114,24 @@ void LocalNotifications::whenFinished(const QDBusPendingCall& call,
           });
 }
 
+void LocalNotifications::afterAnswers(std::function<void()> work) {
+  if (unanswered_ == 0) return work();
+  waiting_.push_back(std::move(work));
+}
+
 void LocalNotifications::actionInvoked(uint identifier, const QString& action) {
-  if (action != kDefaultAction) return;
-  if (!shown_.contains(identifier)) {
-    if (unanswered_ > 0) openedEarly_.insert(identifier);
-    return;
-  }
+  if (action == kDefaultAction) afterAnswers([this, identifier] { open(identifier); });
+}
+
+void LocalNotifications::notificationClosed(uint identifier, uint) {
+  afterAnswers([this, identifier] { shown_.remove(identifier); });
+}
+
+void LocalNotifications::open(uint identifier) {
+  if (!shown_.contains(identifier)) return;
   const platform::Value userInfo = shown_.take(identifier);
   call(QStringLiteral("CloseNotification"), {identifier});
   opened(userInfo);
 }
-
-void LocalNotifications::notificationClosed(uint identifier, uint) { shown_.remove(identifier); }
 
 }  // namespace korvani::qt

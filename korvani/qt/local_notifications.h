@@ -5,7 +5,6 @@
 
 #include <QHash>
 #include <QObject>
-#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <functional>
@@ -36,6 +35,10 @@ class LocalNotifications final : public QObject {
   void notify(const platform::LocalNotification& notification, const QStringList& capabilities);
   void showAsBanner(const platform::LocalNotification& notification);
   void opened(const platform::Value& userInfo);
+  void open(uint identifier);
+  /// At once, or when the answers that are on their way have brought their notifications' numbers:
+  /// a signal may overtake them.
+  void afterAnswers(std::function<void()> work);
   void whenFinished(const QDBusPendingCall& call,
                     std::function<void(const QDBusPendingCall&)> then);
 
@@ -47,9 +50,8 @@ class LocalNotifications final : public QObject {
   bool subscribed_ = false;
   /// What is shown by the service now, by the service's number.
   QHash<uint, platform::Value> shown_;
-  /// A click may overtake the answer that brings its notification's number.
   int unanswered_ = 0;
-  QSet<uint> openedEarly_;
+  std::vector<std::function<void()>> waiting_;
   std::vector<platform::Value> openedBefore_;
 };
 
