@@ -1,11 +1,13 @@
 // The simulated phone's location managers.
 #include <korvani/simulator/location.h>
 
+#include <cmath>
 #include <utility>
 
 namespace korvani::simulator {
 
 using platform::BeaconRegion;
+using platform::LocationManagerDelegate;
 using platform::Value;
 
 namespace {
@@ -20,13 +22,35 @@ Value describe(const platform::Region& region) {
                            {"notifyEntryStateOnDisplay", beacons->notifyEntryStateOnDisplay}};
 }
 
+/// Millimetres are enough, and the same with every compiler.
+double rounded(double metres) { return std::round(metres * 1000) / 1000; }
+
+Value describe(const std::vector<platform::Beacon>& beacons) {
+  Value::Array described;
+  for (const platform::Beacon& beacon : beacons) {
+    described.push_back(Value::Dictionary{{"uuid", beacon.proximityUUID.UUIDString()},
+                                          {"major", beacon.major},
+                                          {"minor", beacon.minor},
+                                          {"proximity", beacon.proximity},
+                                          {"accuracy", rounded(beacon.accuracy)},
+                                          {"rssi", beacon.rssi}});
+  }
+  return described;
+}
+
 }  // namespace
 
+/// `source` is the manager of the service below, if there is one.
 class SimulatedLocationService::Manager : public platform::LocationManager {
  public:
-  Manager(SimulatedLocationService& service, std::size_t number)
-      : service_(service), number_(number) {
+  Manager(SimulatedLocationService& service, std::size_t number,
+          std::shared_ptr<platform::LocationManager> source)
+      : service_(service), number_(number), source_(std::move(source)) {
     record("create");
+  }
+  void hearSource(std::shared_ptr<platform::LocationManagerDelegate> delegate) {
+    sourceDelegate_ = std::move(delegate);
+    source_->setDelegate(sourceDelegate_);
   }
 
   std::shared_ptr<platform::LocationManagerDelegate> delegate() const {
@@ -38,22 +62,35 @@ class SimulatedLocationService::Manager : public platform::LocationManager {
   }
   void startMonitoringForRegion(std::shared_ptr<const BeaconRegion> region) override {
     record("startMonitoringForRegion", region.get());
-    service_.lastStarted_.store(std::move(region));
+    service_.lastStarted_.store(region);
+    if (source_) source_->startMonitoringForRegion(std::move(region));
   }
   void requestStateForRegion(Region region) override {
     record("requestStateForRegion", region.get());
+    if (source_) source_->requestStateForRegion(std::move(region));
   }
   void startRangingBeaconsInRegion(Region region) override {
     record("startRangingBeaconsInRegion", region.get());
+    if (source_) source_->startRangingBeaconsInRegion(std::move(region));
   }
   void stopRangingBeaconsInRegion(Region region) override {
     record("stopRangingBeaconsInRegion", region.get());
+    if (source_) source_->stopRangingBeaconsInRegion(std::move(region));
   }
-  void startUpdatingLocation() override { record("startUpdatingLocation"); }
-  void stopUpdatingLocation() override { record("stopUpdatingLocation"); }
-  void requestAlwaysAuthorization() override { record("requestAlwaysAuthorization"); }
+  void startUpdatingLocation() override {
+    record("startUpdatingLocation");
+    if (source_) source_->startUpdatingLocation();
+  }
+  void stopUpdatingLocation() override {
+    record("stopUpdatingLocation");
+    if (source_) source_->stopUpdatingLocation();
+  }
+  void requestAlwaysAuthorization() override {
+    record("requestAlwaysAuthorization");
+    if (source_) source_->requestAlwaysAuthorization();
+  }
   std::optional<platform::Coordinate> location() const override {
-    return service_.settings_.location;
+    return source_ ? source_->location() : service_.settings_.location;
   }
 
  private:
@@ -65,11 +102,73 @@ class SimulatedLocationService::Manager : public platform::LocationManager {
 
   SimulatedLocationService& service_;
   const std::size_t number_;
+  const std::shared_ptr<platform::LocationManager> source_;
+  std::shared_ptr<platform::LocationManagerDelegate> sourceDelegate_;
   platform::Atomic<std::weak_ptr<platform::LocationManagerDelegate>> delegate_;
 };
 
+/// Between the service below and the delegate of a manager: each callback is recorded first.
+class SimulatedLocationService::RecordingDelegate : public platform::LocationManagerDelegate {
+ public:
+  RecordingDelegate(Recorder& recorder, std::weak_ptr<Manager> manager)
+      : recorder_(recorder), manager_(std::move(manager)) {}
+
+ private:
+  using Source = std::shared_ptr<platform::LocationManager>;
+
+  void locationManagerDidStartMonitoringForRegion(const Source&, const Region& region) override {
+    forward("didStartMonitoringForRegion", true,
+            &LocationManagerDelegate::locationManagerDidStartMonitoringForRegion, region);
+  }
+  void locationManagerDidEnterRegion(const Source&, const Region& region) override {
+    forward("didEnterRegion", true, &LocationManagerDelegate::locationManagerDidEnterRegion,
+            region);
+  }
+  void locationManagerDidExitRegion(const Source&, const Region& region) override {
+    forward("didExitRegion", true, &LocationManagerDelegate::locationManagerDidExitRegion, region);
+  }
+  void locationManagerDidDetermineState(const Source&, platform::RegionState state,
+                                        const Region& region) override {
+    forward("didDetermineState", static_cast<int>(state),
+            &LocationManagerDelegate::locationManagerDidDetermineState, state, region);
+  }
+  void locationManagerDidRangeBeacons(const Source&, const std::vector<platform::Beacon>& beacons,
+                                      const Region& region) override {
+    forward("didRangeBeacons", describe(beacons),
+            &LocationManagerDelegate::locationManagerDidRangeBeacons, beacons, region);
+  }
+  void locationManagerMonitoringDidFailForRegion(const Source&, const Region& region,
+                                                 const std::string& description) override {
+    forward("monitoringDidFailForRegion", description,
+            &LocationManagerDelegate::locationManagerMonitoringDidFailForRegion, region,
+            description);
+  }
+  void locationManagerDidFailWithError(const Source&, const std::string& description) override {
+    forward("didFailWithError", description,
+            &LocationManagerDelegate::locationManagerDidFailWithError, description);
+  }
+
+  template <typename... Parameters, typename... Arguments>
+  void forward(const char* name, Value content,
+               void (LocationManagerDelegate::*callback)(const Source&, Parameters...),
+               const Arguments&... arguments) {
+    const auto manager = manager_.lock();
+    const auto delegate = manager ? manager->delegate() : nullptr;
+    if (!delegate) return;
+    recorder_.record("callback", Value::Dictionary{{name, std::move(content)}});
+    (delegate.get()->*callback)(manager, arguments...);
+  }
+
+  Recorder& recorder_;
+  const std::weak_ptr<Manager> manager_;
+};
+
 std::shared_ptr<platform::LocationManager> SimulatedLocationService::newLocationManager() {
-  return managers_.emplace_back(std::make_shared<Manager>(*this, managers_.size() + 1));
+  auto source = source_ ? source_->newLocationManager() : nullptr;
+  const auto manager = managers_.emplace_back(
+      std::make_shared<Manager>(*this, managers_.size() + 1, std::move(source)));
+  if (source_) manager->hearSource(std::make_shared<RecordingDelegate>(recorder_, manager));
+  return manager;
 }
 
 void SimulatedLocationService::report(const LocationEventSource& source, const Report& report) {

@@ -1,4 +1,5 @@
-// The port for the location service: it records what it is asked, and reports what a script says.
+// The port for the location service: it records what it is asked. What it reports is what a script
+// says, or what a service below it finds.
 #pragma once
 
 #include <korvani/platform/atomic.h>
@@ -24,6 +25,11 @@ class SimulatedLocationService : public platform::LocationService {
   SimulatedLocationService(Recorder& recorder, const Settings& settings)
       : recorder_(recorder), settings_(settings) {}
 
+  /// From now on managers hand on what they are asked to `service`, and record what it reports.
+  void setSource(std::unique_ptr<platform::LocationService> service) {
+    source_ = std::move(service);
+  }
+
   std::shared_ptr<platform::LocationManager> newLocationManager() override;
 
   /// Main thread. Tells the manager's delegate, if there is such a manager, it has a delegate, and
@@ -32,10 +38,12 @@ class SimulatedLocationService : public platform::LocationService {
 
  private:
   class Manager;
+  class RecordingDelegate;
   Region regionOf(const LocationEventSource& source) const;
 
   Recorder& recorder_;
   const Settings& settings_;
+  std::unique_ptr<platform::LocationService> source_;
   std::vector<std::shared_ptr<Manager>> managers_;
   platform::Atomic<std::shared_ptr<const platform::BeaconRegion>> lastStarted_;
 };

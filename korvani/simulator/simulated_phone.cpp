@@ -1,11 +1,13 @@
 // The composition of the simulated phone, and what can happen on it.
 #include <korvani/codec/json.h>
 #include <korvani/codec/png.h>
+#include <korvani/location/beacon_location_manager.h>
 #include <korvani/simulator/application.h>
 #include <korvani/simulator/device.h>
 #include <korvani/simulator/location.h>
 #include <korvani/simulator/network.h>
 #include <korvani/simulator/queues.h>
+#include <korvani/simulator/radio.h>
 #include <korvani/simulator/recorder.h>
 #include <korvani/simulator/screens.h>
 #include <korvani/simulator/simulated_phone.h>
@@ -20,6 +22,20 @@ using platform::Value;
 struct SimulatedPhone::Parts {
   explicit Parts(platform::Date start) : clock(*scheduler, settings, start) {}
 
+  void useRadio() {
+    auto service = std::make_unique<location::BeaconLocationService>(
+        queues, log, [this] { return location::Moment(scheduler->now()); }, radio, positions);
+    radioService = service.get();
+    locationService.setSource(std::move(service));
+  }
+  /// The radio says the first reason that holds.
+  void tellAvailability() {
+    std::optional<std::string> failure;
+    if (!isRadioPowered) failure = "Bluetooth is switched off";
+    if (!isAuthorized) failure = "not allowed to use Bluetooth: no authorization for the location";
+    radio->setFailure(failure);
+  }
+
   Settings settings;
   const std::shared_ptr<Scheduler> scheduler = std::make_shared<Scheduler>();
   Recorder recorder{*scheduler};
@@ -32,7 +48,14 @@ struct SimulatedPhone::Parts {
   SimulatedConnection connection{recorder, settings};
   codec::JSON json;
   codec::PngDecoder images;
+  const std::shared_ptr<SimulatedRadio> radio = std::make_shared<SimulatedRadio>();
+  const std::shared_ptr<SimulatedPositions> positions =
+      std::make_shared<SimulatedPositions>(settings);
+  bool isRadioPowered = true;
+  bool isAuthorized = true;
   SimulatedLocationService locationService{recorder, settings};
+  /// Lives with `locationService`; null without a radio.
+  location::BeaconLocationService* radioService = nullptr;
   SimulatedDevice device{recorder, settings};
   SimulatedStage stage{recorder, queues.mainQueue()};
   SimulatedApplication application{recorder, settings, stage};
@@ -40,7 +63,10 @@ struct SimulatedPhone::Parts {
   std::function<void(const Value&)> notificationOpened;
 };
 
-SimulatedPhone::SimulatedPhone(platform::Date start) : parts_(std::make_unique<Parts>(start)) {}
+SimulatedPhone::SimulatedPhone(platform::Date start, LocationServiceKind locationService)
+    : parts_(std::make_unique<Parts>(start)) {
+  if (locationService == LocationServiceKind::kRadio) parts_->useRadio();
+}
 SimulatedPhone::~SimulatedPhone() { parts_->scheduler->stop(); }
 
 Settings& SimulatedPhone::settings() { return parts_->settings; }
@@ -126,6 +152,26 @@ void SimulatedPhone::failLocation(const std::string& description,
       source, [&](LocationManagerDelegate& delegate, const auto& manager, const auto&) {
         delegate.locationManagerDidFailWithError(manager, description);
       });
+}
+
+void SimulatedPhone::advertise(std::span<const std::uint8_t> advertisingData, int rssi) {
+  parts_->radio->send(advertisingData, rssi);
+}
+
+void SimulatedPhone::setRadioPowered(bool isPowered) {
+  parts_->isRadioPowered = isPowered;
+  parts_->tellAvailability();
+}
+
+void SimulatedPhone::setAuthorized(bool isAuthorized) {
+  parts_->isAuthorized = isAuthorized;
+  parts_->tellAvailability();
+  parts_->positions->setFailure(
+      isAuthorized ? std::nullopt : std::optional<std::string>("not allowed to use the location"));
+}
+
+void SimulatedPhone::turnOnDisplay() {
+  if (parts_->radioService) parts_->radioService->displayTurnedOn();
 }
 
 void SimulatedPhone::enterBackground() {

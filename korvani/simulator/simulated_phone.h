@@ -11,6 +11,8 @@
 //   EXPECT_EQ(phone->contents("notification").at(0).at("alertBody"), "Hello");
 //   phone->openNotification();
 //   EXPECT_EQ(phone->shown().at("controller"), "KorvaniView");
+//
+// A phone made with LocationServiceKind::kRadio is told of advertisements in place of results.
 #pragma once
 
 #include <korvani/platform/platform.h>
@@ -19,14 +21,23 @@
 #include <korvani/simulator/settings.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace korvani::simulator {
+
+enum class LocationServiceKind {
+  /// It reports what the test says, when it says it.
+  kScripted,
+  /// It hears advertisements, and reports what follows from them.
+  kRadio,
+};
 
 /// Everything belongs on one thread, the main one, and outside of jobs, unless said otherwise.
 ///
@@ -40,7 +51,8 @@ class KORVANI_EXPORT SimulatedPhone final : public platform::Platform {
   /// 2026-01-01T12:00:00Z.
   static constexpr platform::Date kDefaultStart{std::chrono::seconds{1767268800}};
 
-  explicit SimulatedPhone(platform::Date start = kDefaultStart);
+  explicit SimulatedPhone(platform::Date start = kDefaultStart,
+                          LocationServiceKind locationService = LocationServiceKind::kScripted);
   /// Jobs that still wait are dropped; one that sleeps never wakes.
   ~SimulatedPhone() override;
 
@@ -64,7 +76,8 @@ class KORVANI_EXPORT SimulatedPhone final : public platform::Platform {
   /// Adds an effect of the host's own. Any thread.
   void record(std::string kind, const platform::Value& content);
 
-  // What the location service reports. Without a region ever started nothing happens.
+  // What the location service reports, if it is scripted. Without a region ever started nothing
+  // happens.
   void startMonitoring(const LocationEventSource& source = {});
   void enterRegion(const LocationEventSource& source = {});
   void exitRegion(const LocationEventSource& source = {});
@@ -73,6 +86,14 @@ class KORVANI_EXPORT SimulatedPhone final : public platform::Platform {
                     const LocationEventSource& source = {});
   void failMonitoring(const std::string& description, const LocationEventSource& source = {});
   void failLocation(const std::string& description, const LocationEventSource& source = {});
+
+  // What the location service meets, if it has a radio. Its reports are recorded as "callback".
+  /// Advertising data is in the air. `rssi` in dBm, 0 or 127 where it is not known.
+  void advertise(std::span<const std::uint8_t> advertisingData, int rssi = -59);
+  void setRadioPowered(bool isPowered);
+  /// Whether the application may use the location service; at first it may.
+  void setAuthorized(bool isAuthorized);
+  void turnOnDisplay();
 
   // What the platform does with the application. What is not there does nothing.
   /// Tells the observers that the application has gone into the background.

@@ -64,6 +64,8 @@ TEST(Script, TakesWhatIsDescribed) {
 
 TEST(Script, RefusesAllElseAndSaysWhereAndWhat) {
   const std::string kUuid = R"("uuid":"5A1C0DE2-7B4E-4F19-9C3D-2E8B6F0A4D71")";
+  const std::string kRadio = R"({"phone":{"locationService":"radio"}})"
+                             "\n";
   const auto ranged = [&](const std::string& beacon) {
     return R"({"event":"didRangeBeacons","beacons":[)" + beacon + "]}";
   };
@@ -96,9 +98,8 @@ TEST(Script, RefusesAllElseAndSaysWhereAndWhat) {
       {"{\"at\":0}\n"
        R"({"phone":{"locationService":"scripted"}})",
        "the first line only"},
-      {R"({"phone":{"locationService":"radio"}})", "this version does not have"},
       {R"({"phone":{"locationService":"wifi"}})", "must be \"scripted\" or \"radio\""},
-      {R"({"phone":{"authorized":false}})", "this version does not have"},
+      {R"({"phone":{"authorized":false}})", "\"authorized\": it needs the location service"},
       {R"({"phone":{"utcOffset":"+1:00"}})", "\"utcOffset\": must be an offset"},
       {R"({"phone":{"utcOffset":"0100"}})", "\"utcOffset\": must be an offset"},
       {R"({"phone":{"utcOffset":"+0160"}})", "\"utcOffset\": must be an offset"},
@@ -146,6 +147,14 @@ TEST(Script, RefusesAllElseAndSaysWhereAndWhat) {
       {R"({"event":"didRangeBeacon"})", "unknown event \"didRangeBeacon\""},
       {R"({"event":"advert","bytes":""})", "\"advert\" needs the location service \"radio\""},
       {R"({"event":"displayTurnedOn"})", "needs the location service \"radio\""},
+      {kRadio + R"({"event":"didEnterRegion"})", "needs the location service \"scripted\""},
+      {kRadio + R"({"event":"advert"})", "\"bytes\" is missing"},
+      {kRadio + R"({"event":"advert","bytes":"020"})", "\"bytes\": must be bytes in hex"},
+      {kRadio + R"({"event":"advert","bytes":"02 1"})", "\"bytes\": must be bytes in hex"},
+      {kRadio + R"({"event":"advert","bytes":"","rssi":128})", "\"rssi\": must be an integer"},
+      {kRadio + R"({"event":"advert","bytes":"","address":"00:00:00:00:00"})", "an address"},
+      {kRadio + R"({"event":"advert","bytes":"","address":"00:00:00:00:00:011"})", "an address"},
+      {kRadio + R"({"event":"radio"})", "\"powered\" is missing"},
       {R"({"event":"didRangeBeacons"})", "\"beacons\" is missing"},
       {R"({"event":"didRangeBeacons","beacons":{}})", "must be a list"},
       {R"({"event":"didRangeBeacons","beacons":[],"manager":1})", "unknown key \"manager\""},
@@ -183,7 +192,7 @@ TEST(Script, TellsTheMomentsAndTheStart) {
   std::vector<long> moments;
   while (const auto step = script.next()) moments.push_back(step->at.count());
   EXPECT_EQ(moments, (std::vector<long>{0, 0, 1001}));
-  EXPECT_EQ(script.start().time_since_epoch().count(), 1794787140250);
+  EXPECT_EQ(script.beginning().start.time_since_epoch().count(), 1794787140250);
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <functional>
-#include <optional>
+#include <string_view>
 
 #include "fields.h"
 #include "player.h"
@@ -11,18 +11,19 @@ namespace korvani::replay {
 
 using Action = std::function<void(Player&)>;
 
-/// `{"phone": {...}}`. The keys of the first line alone are refused elsewhere; `start` is set when
-/// the line says it.
-Action readPhone(const platform::Value& phone, bool isFirstLine,
-                 std::optional<platform::Date>& start);
+/// `{"phone": {...}}`. The keys of the first line alone are refused elsewhere, those of a radio
+/// where there is none; what the first line says of the beginning is put there.
+Action readPhone(const platform::Value& phone, bool isFirstLine, Beginning& beginning);
 /// `{"call": name, ...}`; the other keys are still in the fields.
 Action readCall(const platform::Value& name, Fields& arguments);
-/// `{"event": name, ...}`.
-Action readEvent(const platform::Value& name, Fields& arguments);
+/// `{"event": name, ...}`; events of the other kind of location service are refused.
+Action readEvent(const platform::Value& name, Fields& arguments,
+                 simulator::LocationServiceKind locationService);
 /// `{"inspect": what}`.
 Action readInspect(const platform::Value& what);
 
-/// The error for what only a phone that listens to the radio has.
-ScriptError needsRadio(std::string_view what);
+/// Throws a ScriptError if the phone's location service is not the one that `what` is for.
+void requireLocationService(std::string_view what, simulator::LocationServiceKind needed,
+                            simulator::LocationServiceKind there);
 
 }  // namespace korvani::replay

@@ -11,6 +11,7 @@ namespace korvani::replay {
 
 using platform::Value;
 using simulator::LocationEventSource;
+using simulator::LocationServiceKind;
 using simulator::SimulatedPhone;
 
 namespace {
@@ -94,32 +95,71 @@ Action readTap(Fields& arguments) {
   return [=](Player& player) { player.phone().tap({x, y}); };
 }
 
+Action readAdvert(Fields& arguments) {
+  std::vector<std::uint8_t> bytes;
+  within("\"bytes\"", [&] { bytes = readBytes(arguments.get("bytes")); });
+  const Value* given = arguments.find("rssi");
+  int rssi = -59;
+  if (given) within("\"rssi\"", [&] { rssi = static_cast<int>(asInteger(*given, -127, 127)); });
+  // Beacons change their address: it says nothing of who they are, and is read for its form alone.
+  if (const Value* address = arguments.find("address")) {
+    within("\"address\"", [&] { checkAddress(*address); });
+  }
+  return [=](Player& player) { player.phone().advertise(bytes, rssi); };
+}
+
+Action readRadio(Fields& arguments) {
+  const bool isPowered = arguments.boolean("powered");
+  return [=](Player& player) { player.phone().setRadioPowered(isPowered); };
+}
+
 const std::map<std::string_view, Reader> kEvents{
     {"applicationDidEnterBackground", readPlainEvent<&SimulatedPhone::enterBackground>},
     {"backgroundTimeExpired", readPlainEvent<&SimulatedPhone::expireBackgroundTime>},
+    {"dismissAlert", readPlainEvent<&SimulatedPhone::dismissAlert>},
+    {"hostPresents", readPlainEvent<&SimulatedPhone::presentHostScreen>},
+    {"openNotification", readOpenNotification},
+    {"tap", readTap},
+};
+
+const std::map<std::string_view, Reader> kScriptedEvents{
     {"didDetermineState", readDidDetermineState},
     {"didEnterRegion", readRegionEvent<&SimulatedPhone::enterRegion>},
     {"didExitRegion", readRegionEvent<&SimulatedPhone::exitRegion>},
     {"didFailWithError", readFailure<&SimulatedPhone::failLocation>},
     {"didRangeBeacons", readDidRangeBeacons},
     {"didStartMonitoringForRegion", readRegionEvent<&SimulatedPhone::startMonitoring>},
-    {"dismissAlert", readPlainEvent<&SimulatedPhone::dismissAlert>},
-    {"hostPresents", readPlainEvent<&SimulatedPhone::presentHostScreen>},
     {"monitoringDidFailForRegion", readFailure<&SimulatedPhone::failMonitoring>},
-    {"openNotification", readOpenNotification},
-    {"tap", readTap},
+};
+
+const std::map<std::string_view, Reader> kRadioEvents{
+    {"advert", readAdvert},
+    {"displayTurnedOn", readPlainEvent<&SimulatedPhone::turnOnDisplay>},
+    {"radio", readRadio},
 };
 
 }  // namespace
 
-Action readEvent(const Value& name, Fields& arguments) {
+Action readEvent(const Value& name, Fields& arguments, LocationServiceKind locationService) {
   const std::string event = asText(name);
-  if (event == "advert" || event == "radio" || event == "displayTurnedOn") {
-    throw needsRadio(quoted(event));
+  if (const auto found = kEvents.find(event); found != kEvents.end()) {
+    return found->second(arguments);
   }
-  const auto found = kEvents.find(event);
-  if (found == kEvents.end()) throw ScriptError("unknown event " + quoted(event));
-  return found->second(arguments);
+  for (const auto kind : {LocationServiceKind::kScripted, LocationServiceKind::kRadio}) {
+    const auto& events = kind == LocationServiceKind::kRadio ? kRadioEvents : kScriptedEvents;
+    const auto found = events.find(event);
+    if (found == events.end()) continue;
+    requireLocationService(quoted(event), kind, locationService);
+    return found->second(arguments);
+  }
+  throw ScriptError("unknown event " + quoted(event));
+}
+
+void requireLocationService(std::string_view what, LocationServiceKind needed,
+                            LocationServiceKind there) {
+  if (needed == there) return;
+  const char* name = needed == LocationServiceKind::kRadio ? "radio" : "scripted";
+  throw ScriptError(std::string(what) + " needs the location service " + quoted(name));
 }
 
 Action readInspect(const Value& what) {

@@ -24,7 +24,7 @@ void play(Script& script, Printer& printer) {
   while (const auto step = script.next()) {
     if (!player) {
       player = std::make_unique<Player>(
-          script.start(), [&](const simulator::Effect& effect) { printer.print(effect); });
+          script.beginning(), [&](const simulator::Effect& effect) { printer.print(effect); });
     }
     player->play(*step);
     printer.flush();

@@ -9,6 +9,7 @@ namespace korvani::replay {
 
 using platform::Value;
 using simulator::Answer;
+using simulator::LocationServiceKind;
 using simulator::Settings;
 using simulator::SimulatedPhone;
 
@@ -19,8 +20,8 @@ class PhoneReader {
  public:
   explicit PhoneReader(const Value& phone) : fields_(phone) {}
 
-  void read(bool isFirstLine, std::optional<platform::Date>& start) {
-    readKind(isFirstLine, start);
+  void read(bool isFirstLine, Beginning& beginning) {
+    readBeginning(isFirstLine, beginning);
     readDevice();
     readSurroundings();
     readApplication();
@@ -46,21 +47,28 @@ class PhoneReader {
     changes_.push_back([=](SimulatedPhone& phone) { phone.settings().*setting = value; });
   }
 
-  void readKind(bool isFirstLine, std::optional<platform::Date>& start) {
+  void readBeginning(bool isFirstLine, Beginning& beginning) {
     const auto requireFirstLine = [&] {
       if (!isFirstLine) throw ScriptError("belongs in the first line only");
     };
     on("now", [&](const Value& value) {
       requireFirstLine();
-      start = readDate(value);
+      beginning.start = readDate(value);
     });
     on("locationService", [&](const Value& value) {
       requireFirstLine();
       const std::string kind = asText(value);
-      if (kind == "radio") throw needsRadio("\"radio\"");
-      if (kind != "scripted") throw ScriptError("must be \"scripted\" or \"radio\"");
+      if (kind == "radio") {
+        beginning.locationService = LocationServiceKind::kRadio;
+      } else if (kind != "scripted") {
+        throw ScriptError("must be \"scripted\" or \"radio\"");
+      }
     });
-    if (fields_.find("authorized")) throw needsRadio("\"authorized\"");
+    on("authorized", [&](const Value& value) {
+      requireLocationService("it", LocationServiceKind::kRadio, beginning.locationService);
+      const bool isAuthorized = asBoolean(value);
+      changes_.push_back([=](SimulatedPhone& phone) { phone.setAuthorized(isAuthorized); });
+    });
   }
 
   void readDevice() {
@@ -189,15 +197,10 @@ class PhoneReader {
 
 }  // namespace
 
-Action readPhone(const Value& phone, bool isFirstLine, std::optional<platform::Date>& start) {
+Action readPhone(const Value& phone, bool isFirstLine, Beginning& beginning) {
   PhoneReader reader(phone);
-  reader.read(isFirstLine, start);
+  reader.read(isFirstLine, beginning);
   return std::move(reader).action();
-}
-
-ScriptError needsRadio(std::string_view what) {
-  return ScriptError(std::string(what) +
-                     " needs the location service \"radio\", which this version does not have");
 }
 
 }  // namespace korvani::replay

@@ -26,8 +26,9 @@ class Player::RecordingDelegate : public KorvaniDelegate {
   simulator::SimulatedPhone& phone_;
 };
 
-Player::Player(platform::Date start, std::function<void(const simulator::Effect&)> print)
-    : phone_(std::make_shared<simulator::SimulatedPhone>(start)) {
+Player::Player(const Beginning& beginning, std::function<void(const simulator::Effect&)> print)
+    : phone_(
+          std::make_shared<simulator::SimulatedPhone>(beginning.start, beginning.locationService)) {
   phone_->setEffectHandler(std::move(print));
   phone_->setLocalNotificationOpenedHandler(&Korvani::didReceiveLocalNotification);
   platform::Platform::install(phone_);

@@ -20,12 +20,18 @@ struct Step {
   std::function<void(Player&)> action;
 };
 
+/// How the phone is made.
+struct Beginning {
+  platform::Date start = simulator::SimulatedPhone::kDefaultStart;
+  simulator::LocationServiceKind locationService = simulator::LocationServiceKind::kScripted;
+};
+
 enum class DelegateKind { kRecording, kNone, kGone };
 
 class Player {
  public:
   /// Installs the phone; one player a process.
-  explicit Player(platform::Date start, std::function<void(const simulator::Effect&)> print);
+  Player(const Beginning& beginning, std::function<void(const simulator::Effect&)> print);
 
   void play(const Step& step);
   /// Lets the last work come to its end.

@@ -135,6 +135,29 @@ platform::Beacon readBeacon(const Value& value) {
   return beacon;
 }
 
+std::vector<std::uint8_t> readBytes(const Value& value) {
+  const std::string held = asText(value);
+  std::vector<std::uint8_t> bytes;
+  for (std::string_view text = held; !text.empty();) {
+    const auto byte = takeDigits(text, 2, 16);
+    if (!byte) throw ScriptError("must be bytes in hexadecimal digits, such as \"02011a\"");
+    bytes.push_back(static_cast<std::uint8_t>(*byte));
+  }
+  return bytes;
+}
+
+void checkAddress(const Value& value) {
+  const std::string held = asText(value);
+  std::string_view text = held;
+  constexpr int kBytes = 6;
+  bool isAddress = takeDigits(text, 2, 16).has_value();
+  for (int i = 1; i < kBytes; ++i)
+    isAddress = isAddress && take(text, ':') && takeDigits(text, 2, 16);
+  if (!isAddress || !text.empty()) {
+    throw ScriptError("must be an address such as \"00:00:00:00:00:01\"");
+  }
+}
+
 std::string readFile(const Value& path) {
   const std::string name = asText(path);
   std::ifstream file(name, std::ios::binary);

@@ -5,8 +5,10 @@
 #include <korvani/platform/screens/color.h>
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace korvani::replay {
 
@@ -23,6 +25,10 @@ std::chrono::minutes readUtcOffset(const platform::Value& value);
 platform::Color readColor(const platform::Value& value);
 platform::Uuid readUuid(const platform::Value& value);
 platform::Beacon readBeacon(const platform::Value& value);
+/// "02011a", in either case.
+std::vector<std::uint8_t> readBytes(const platform::Value& value);
+/// "00:00:00:00:00:01".
+void checkAddress(const platform::Value& value);
 /// The bytes of the file at that path.
 std::string readFile(const platform::Value& path);
 std::shared_ptr<const platform::Image> readImage(const platform::Value& path);

@@ -52,15 +52,11 @@ Step Script::readStep(const std::string& line) {
 
   Step step{at_, [](Player&) {}};
   if (phone) {
-    within("\"phone\"", [&] {
-      std::optional<platform::Date> start;
-      step.action = readPhone(*phone, isFirstLine, start);
-      start_ = start.value_or(start_);
-    });
+    within("\"phone\"", [&] { step.action = readPhone(*phone, isFirstLine, beginning_); });
   } else if (call) {
     step.action = readCall(*call, fields);
   } else if (event) {
-    step.action = readEvent(*event, fields);
+    step.action = readEvent(*event, fields, beginning_.locationService);
   } else if (inspect) {
     within("\"inspect\"", [&] { step.action = readInspect(*inspect); });
   } else if (!parsed->has("at")) {

@@ -19,8 +19,8 @@ class Script {
 
   /// The next step; nothing at the end. Throws ScriptError, "NAME:LINE: what is wrong".
   std::optional<Step> next();
-  /// The date at which the phone starts; known with the first step.
-  platform::Date start() const { return start_; }
+  /// Known with the first step.
+  const Beginning& beginning() const { return beginning_; }
 
  private:
   bool nextLine(std::string& line);
@@ -32,7 +32,7 @@ class Script {
   std::size_t lineNumber_ = 0;
   std::size_t stepCount_ = 0;
   std::chrono::milliseconds at_{0};
-  platform::Date start_ = simulator::SimulatedPhone::kDefaultStart;
+  Beginning beginning_;
 };
 
 }  // namespace korvani::replay
