@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <korvani/qt/positions.h>
 
-#include <QDBusContext>
+#include <QDBusArgument>
 #include <QDBusObjectPath>
 #include <QDateTime>
 #include <QGuiApplication>
@@ -12,8 +12,10 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "fake_services.h"
 #include "private_bus.h"
 
 namespace korvani::qt {
@@ -170,86 +172,58 @@ TEST(SystemPositionsTest, ComeFromGeoClue) {
               ElementsAre(HasSubstr("install GeoClue"), "none", HasSubstr("has stopped")));
 }
 
-class Session final : public QObject {
-  Q_OBJECT
-  Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Session")
- public:
-  int closed = 0;
- public Q_SLOTS:
-  Q_SCRIPTABLE void Close() { ++closed; }
-};
-
-class Portal final : public QObject, protected QDBusContext {
-  Q_OBJECT
-  Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Location")
-
- public:
-  void answer(uint response) {
-    auto signal = QDBusMessage::createSignal(
-        request, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
-    signal.setArguments({response, QVariantMap()});
-    bus.send(signal);
-  }
-  QDBusConnection bus = QDBusConnection::connectToBus(
-      QString::fromLocal8Bit(qgetenv("DBUS_SESSION_BUS_ADDRESS")), QStringLiteral("portal"));
-  int sessions = 0;
-  bool answersAtOnce = false;
-  QString request;
-
- public Q_SLOTS:
-  Q_SCRIPTABLE QDBusObjectPath CreateSession(const QVariantMap&) {
-    ++sessions;
-    return QDBusObjectPath(QStringLiteral("/session"));
-  }
-  Q_SCRIPTABLE QDBusObjectPath Start(const QDBusObjectPath&, const QString&,
-                                     const QVariantMap& options) {
-    const QString sender = message().service().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
-    request = QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
-                  .arg(sender, options.value(QStringLiteral("handle_token")).toString());
-    if (answersAtOnce) answer(0);
-    return QDBusObjectPath(request);
-  }
-};
-
 TEST(LocationPermissionTest, OneQuestionAtATime) {
   const PrivateBus bus;
-  Portal portal;
-  Session session;
+  FakeServices portal;
   const QString name = QStringLiteral("org.freedesktop.portal.Desktop");
-  portal.bus.registerObject(QStringLiteral("/org/freedesktop/portal/desktop"), &portal,
-                            QDBusConnection::ExportScriptableSlots);
-  portal.bus.registerObject(QStringLiteral("/session"), &session,
-                            QDBusConnection::ExportScriptableSlots);
+  const QString create = QStringLiteral("CreateSession");
+  const QString close = QStringLiteral("Close");
+  QString request;
+  bool answersAtOnce = false;
+  const auto answer = [&](uint response) {
+    portal.tell(std::exchange(request, QString()), QStringLiteral("org.freedesktop.portal.Request"),
+                "Response", {response, QVariantMap()});
+  };
+  portal.answers[create] = [](const QDBusMessage&) {
+    return QVariant::fromValue(QDBusObjectPath(QStringLiteral("/session")));
+  };
+  portal.answers[QStringLiteral("Start")] = [&](const QDBusMessage& call) {
+    const auto options = qdbus_cast<QVariantMap>(call.arguments().value(2));
+    request = QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
+                  .arg(call.service().mid(1).replace(QLatin1Char('.'), QLatin1Char('_')),
+                       options.value(QStringLiteral("handle_token")).toString());
+    const QDBusObjectPath path(request);
+    if (answersAtOnce) answer(0);
+    return QVariant::fromValue(path);
+  };
+  portal.answers[close] = [](const QDBusMessage&) { return true; };
+
   LocationPermission permission;
   permission.ask();  // Nobody is there yet.
-  ASSERT_TRUE(portal.bus.registerService(name));
-  const auto askUntil = [&](const std::function<bool()>& isSo) {
-    runUntil([&] {
-      permission.ask();
-      return isSo();
-    });
-  };
-  askUntil([&] { return !portal.request.isEmpty(); });
+  portal.enter(name);
+  runUntil([&] {
+    permission.ask();
+    return !request.isEmpty();
+  });
   for (int i = 0; i < 3; ++i) permission.ask();
-  portal.answer(1);
-  runUntil([&] { return session.closed == 1; });
-  EXPECT_EQ(portal.sessions, 1);
-
+  answer(1);
+  runUntil([&] { return portal.calls[close] == 1; });
+  EXPECT_EQ(portal.calls[create], 1);
   // An answer that overtakes the reply; a portal that goes with the question open.
-  portal.answersAtOnce = true;
+  answersAtOnce = true;
   permission.ask();
-  runUntil([&] { return session.closed == 2; });
-  portal.answersAtOnce = false;
-  portal.request.clear();
+  runUntil([&] { return portal.calls[close] == 2; });
+  answersAtOnce = false;
   permission.ask();
-  runUntil([&] { return !portal.request.isEmpty(); });
-  EXPECT_EQ(portal.sessions, 3);
-  portal.bus.unregisterService(name);
-  ASSERT_TRUE(portal.bus.registerService(name));
-  askUntil([&] { return portal.sessions == 4; });
+  runUntil([&] { return !request.isEmpty(); });
+  EXPECT_EQ(portal.calls[create], 3);
+  portal.leave(name);
+  portal.enter(name);
+  runUntil([&] {
+    permission.ask();
+    return portal.calls[create] == 4;
+  });
 }
 
 }  // namespace
 }  // namespace korvani::qt
-
-#include "positions_test.moc"
