@@ -1,0 +1,144 @@
+// Follows the hints that logind keeps of the session, and the screen savers of the desktop.
+#include <korvani/qt/display.h>
+#include <korvani/qt/log.h>
+
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
+#include <utility>
+
+namespace korvani::qt {
+
+namespace {
+
+const QString kLogind = QStringLiteral("org.freedesktop.login1");
+const QString kManagerPath = QStringLiteral("/org/freedesktop/login1");
+const QString kManager = QStringLiteral("org.freedesktop.login1.Manager");
+const QString kSession = QStringLiteral("org.freedesktop.login1.Session");
+const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
+const QString kPropertiesChanged = QStringLiteral("PropertiesChanged");
+const QStringList kHints{QStringLiteral("LockedHint"), QStringLiteral("IdleHint")};
+
+/// Services, each named like its interface, and where their objects are.
+const std::pair<QString, QString> kSavers[] = {
+    {QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("/org/freedesktop/ScreenSaver")},
+    {QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("/org/gnome/ScreenSaver")},
+};
+
+/// Without an answer of that type nothing happens. Starts no service.
+template <typename Answer>
+void ask(const QDBusConnection& bus, QDBusMessage question, QObject* receiver,
+         std::function<void(const Answer&)> then) {
+  question.setAutoStartService(false);
+  auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(question), receiver);
+  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, receiver,
+                   [then = std::move(then)](QDBusPendingCallWatcher* finished) {
+                     const QDBusPendingReply<Answer> reply = *finished;
+                     if (!reply.isError()) then(reply.value());
+                     finished->deleteLater();
+                   });
+}
+
+}  // namespace
+
+Display::Display(std::function<void()> turnedOn) : turnedOn_(std::move(turnedOn)) {
+  const auto system = QDBusConnection::systemBus();
+  if (system.isConnected()) follow(system, kLogind, kHints, [this] { findSession(); });
+  auto user = QDBusConnection::sessionBus();
+  if (!user.isConnected()) return;
+  for (const auto& [service, path] : kSavers) {
+    // Some signal from another path than the one that is read.
+    user.connect(service, QString(), service, QStringLiteral("ActiveChanged"), this,
+                 SLOT(saverChanged(QDBusMessage)));
+    follow(user, service, {service},
+           [this, service = service, path = path] { readSaver(service, path); });
+  }
+}
+
+void Display::follow(const QDBusConnection& bus, const QString& service, const QStringList& reasons,
+                     std::function<void()> read) {
+  auto* watcher =
+      new QDBusServiceWatcher(service, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+  connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+          [this, reasons, read](const QString&, const QString&, const QString& newOwner) {
+            for (const QString& reason : reasons) reasons_.remove(reason);
+            if (!newOwner.isEmpty()) read();
+          });
+  read();
+}
+
+/// The session of this process, or the one that its user looks at. Signals name its true path.
+void Display::findSession() {
+  auto question =
+      QDBusMessage::createMethodCall(kLogind, kManagerPath, kManager, QStringLiteral("GetSession"));
+  question.setArguments({QStringLiteral("auto")});
+  ask<QDBusObjectPath>(QDBusConnection::systemBus(), question, this,
+                       [this](const QDBusObjectPath& session) {
+                         watchSession(session.path());
+                         readSession();
+                       });
+}
+
+void Display::watchSession(const QString& path) {
+  if (path == session_) return;
+  auto bus = QDBusConnection::systemBus();
+  const char* const slot = SLOT(sessionChanged(QString, QVariantMap, QStringList));
+  if (!session_.isEmpty()) {
+    bus.disconnect(kLogind, session_, kProperties, kPropertiesChanged, this, slot);
+  }
+  session_ = path;
+  bus.connect(kLogind, session_, kProperties, kPropertiesChanged, this, slot);
+}
+
+void Display::readSession() {
+  auto question =
+      QDBusMessage::createMethodCall(kLogind, session_, kProperties, QStringLiteral("GetAll"));
+  question.setArguments({kSession});
+  ask<QVariantMap>(QDBusConnection::systemBus(), question, this,
+                   [this](const QVariantMap& properties) { takeHints(properties); });
+}
+
+void Display::readSaver(const QString& service, const QString& path) {
+  const auto question =
+      QDBusMessage::createMethodCall(service, path, service, QStringLiteral("GetActive"));
+  ask<bool>(QDBusConnection::sessionBus(), question, this, [this, service](bool active) {
+    take({{service, active}});
+  });
+}
+
+void Display::sessionChanged(const QString& interface, const QVariantMap& changed,
+                             const QStringList& invalidated) {
+  if (interface != kSession) return;
+  takeHints(changed);
+  if (invalidated.contains(kHints[0]) || invalidated.contains(kHints[1])) readSession();
+}
+
+void Display::saverChanged(const QDBusMessage& signal) {
+  take({{signal.interface(), signal.arguments().value(0)}});
+}
+
+void Display::takeHints(const QVariantMap& properties) {
+  QVariantMap states;
+  for (const QString& hint : kHints) {
+    if (properties.contains(hint)) states.insert(hint, properties.value(hint));
+  }
+  take(states);
+}
+
+void Display::take(const QVariantMap& states) {
+  const bool wasOff = !reasons_.isEmpty();
+  for (auto state = states.begin(); state != states.end(); ++state) {
+    if (state->metaType() != QMetaType::fromType<bool>()) {
+      qCWarning(phoneLog, "%s is no boolean", qPrintable(state.key()));
+    } else if (state->toBool()) {
+      reasons_.insert(state.key());
+    } else {
+      reasons_.remove(state.key());
+    }
+  }
+  if (wasOff && reasons_.isEmpty()) turnedOn_();
+}
+
+}  // namespace korvani::qt

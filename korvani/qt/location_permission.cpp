@@ -1,0 +1,97 @@
+// A location session is opened, started, which asks the user, and closed with the answer.
+#include <korvani/qt/location_permission.h>
+#include <korvani/qt/log.h>
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
+#include <QVariantMap>
+#include <functional>
+#include <utility>
+
+namespace korvani::qt {
+
+namespace {
+
+const QString kService = QStringLiteral("org.freedesktop.portal.Desktop");
+const QString kPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const QString kLocation = QStringLiteral("org.freedesktop.portal.Location");
+const QString kRequest = QStringLiteral("org.freedesktop.portal.Request");
+const QString kResponse = QStringLiteral("Response");
+constexpr uint kGranted = 0;
+
+QDBusPendingCall call(const QString& path, const QString& interface, const QString& method,
+                      const QVariantList& arguments = {}) {
+  auto message = QDBusMessage::createMethodCall(kService, path, interface, method);
+  message.setArguments(arguments);
+  return QDBusConnection::sessionBus().asyncCall(message);
+}
+
+void whenAnswered(const QDBusPendingCall& call, QObject* receiver,
+                  std::function<void(const QDBusPendingReply<QDBusObjectPath>&)> then) {
+  auto* watcher = new QDBusPendingCallWatcher(call, receiver);
+  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, receiver,
+                   [then = std::move(then)](QDBusPendingCallWatcher* finished) {
+                     then(*finished);
+                     finished->deleteLater();
+                   });
+}
+
+}  // namespace
+
+void LocationPermission::ask() {
+  if (!QDBusConnection::sessionBus().isConnected() || std::exchange(isOpen_, true)) return;
+  watchPortal();
+  const QString token = QStringLiteral("korvani%1").arg(++questions_);
+  const QVariantMap options{{QStringLiteral("session_handle_token"), token}};
+  whenAnswered(call(kPath, kLocation, QStringLiteral("CreateSession"), {options}), this,
+               [this](const QDBusPendingReply<QDBusObjectPath>& reply) {
+                 if (reply.isError()) return end();
+                 start(reply.value().path());
+               });
+}
+
+/// The answer of a portal that has gone would be waited for in vain.
+void LocationPermission::watchPortal() {
+  if (std::exchange(isWatching_, true)) return;
+  auto* watcher = new QDBusServiceWatcher(kService, QDBusConnection::sessionBus(),
+                                          QDBusServiceWatcher::WatchForUnregistration, this);
+  connect(watcher, &QDBusServiceWatcher::serviceUnregistered, this, [this] { end(); });
+}
+
+void LocationPermission::start(const QString& session) {
+  session_ = session;
+  // The answer may overtake the reply, so its path, which follows from the token, comes first.
+  auto bus = QDBusConnection::sessionBus();
+  const QString token = QStringLiteral("korvani%1").arg(questions_);
+  const QString sender = bus.baseService().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
+  request_ = kPath + QStringLiteral("/request/") + sender + QLatin1Char('/') + token;
+  bus.connect(kService, request_, kRequest, kResponse, this, SLOT(answered(QDBusMessage)));
+  const QVariantMap options{{QStringLiteral("handle_token"), token}};
+  const QVariantList arguments{QVariant::fromValue(QDBusObjectPath(session)), QString(), options};
+  whenAnswered(call(kPath, kLocation, QStringLiteral("Start"), arguments), this,
+               [this](const QDBusPendingReply<QDBusObjectPath>& reply) {
+                 if (reply.isError()) end();
+               });
+}
+
+void LocationPermission::answered(const QDBusMessage& response) {
+  if (response.arguments().value(0).toUInt() != kGranted) {
+    qCWarning(phoneLog, "the user does not allow the position");
+  }
+  end();
+}
+
+void LocationPermission::end() {
+  isOpen_ = false;
+  if (session_.isEmpty()) return;
+  QDBusConnection::sessionBus().disconnect(kService, request_, kRequest, kResponse, this,
+                                           SLOT(answered(QDBusMessage)));
+  call(std::exchange(session_, QString()), QStringLiteral("org.freedesktop.portal.Session"),
+       QStringLiteral("Close"));
+}
+
+}  // namespace korvani::qt

@@ -1,0 +1,46 @@
+// Services of the test's own, which answer calls in this process.
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVirtualObject>
+#include <QHash>
+#include <functional>
+
+namespace korvani::qt {
+
+/// On a connection of its own to the private bus; each object has every method that has an answer.
+class FakeServices final : public QDBusVirtualObject {
+ public:
+  using Answer = std::function<QVariant(const QDBusMessage& call)>;
+
+  FakeServices() {
+    bus_.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath);
+  }
+  ~FakeServices() override { QDBusConnection::disconnectFromBus(bus_.name()); }
+
+  void enter(const QString& service) { bus_.registerService(service); }
+  void leave(const QString& service) { bus_.unregisterService(service); }
+  void tell(const QString& path, const QString& interface, const char* name,
+            const QVariantList& arguments) {
+    auto signal = QDBusMessage::createSignal(path, interface, QString::fromLatin1(name));
+    signal.setArguments(arguments);
+    bus_.send(signal);
+  }
+
+  QHash<QString, Answer> answers;
+  QHash<QString, int> calls;
+
+  QString introspect(const QString&) const override { return {}; }
+  bool handleMessage(const QDBusMessage& call, const QDBusConnection& bus) override {
+    if (!answers.contains(call.member())) return false;
+    ++calls[call.member()];
+    return bus.send(call.createReply(answers[call.member()](call)));
+  }
+
+ private:
+  QDBusConnection bus_ = QDBusConnection::connectToBus(
+      QString::fromLocal8Bit(qgetenv("DBUS_SESSION_BUS_ADDRESS")), QStringLiteral("fakes"));
+};
+
+}  // namespace korvani::qt
