@@ -45,7 +45,7 @@ std::optional<Options> readOptions(const QApplication& application) {
   parser.setApplicationDescription("A small shop that embeds Korvani.");
   parser.addHelpOption();
   parser.addOptions({{"key", "API key to start the kit with.", "key", kKnownKey},
-                     {"walk", "Beacons that come into range, and when.", "file"},
+                     {"walk", "Beacons, and how a visitor walks past them.", "file"},
                      {"service-log", "Request log of the local service, to follow.", "file"},
                      {"pictures", "Folder for pictures of each screen, with --auto.", "folder"},
                      {"auto", "Open, tap and close everything without a user, then end."},

@@ -3,7 +3,6 @@
 #include "road.h"
 
 #include <QFile>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <utility>
 
@@ -156,9 +155,6 @@ QStringList Road::missingContent() const {
 
 QStringList Road::missingAtAlert() const {
   QStringList missing;
-  for (const QString& beacon : beacons_ - reported_) {
-    missing << QStringLiteral("beacon %1: not reported").arg(beacon);
-  }
   if (refused_ == 0) missing << QStringLiteral("the service has refused nothing");
   if (alerts_ < refused_) {
     missing << QStringLiteral("%1 alerts for %2 refusals").arg(alerts_).arg(refused_);
@@ -180,10 +176,9 @@ QSet<QString> beaconsOfWalk(const QString& file) {
   QFile walk(file);
   if (!walk.open(QIODevice::ReadOnly)) return names;
   while (!walk.atEnd()) {
-    const QJsonObject step = QJsonDocument::fromJson(walk.readLine()).object();
-    for (const QJsonValue beacon : step["beacons"].toArray()) {
-      names.insert(beaconName(beacon["major"].toInt(), beacon["minor"].toInt()));
-    }
+    const QJsonValue beacon = QJsonDocument::fromJson(walk.readLine()).object()["beacon"];
+    if (!beacon.isObject()) continue;
+    names.insert(beaconName(beacon["major"].toInt(), beacon["minor"].toInt()));
   }
   return names;
 }

@@ -1,20 +1,23 @@
 // The composition root of the Linux phone: makes each adapter and hands it what it needs.
 #include <korvani/codec/json.h>
+#include <korvani/location/beacon_location_manager.h>
+#include <korvani/location/walk_radio.h>
 #include <korvani/qt/application.h>
 #include <korvani/qt/background_tasks.h>
 #include <korvani/qt/clock.h>
 #include <korvani/qt/device.h>
+#include <korvani/qt/display.h>
 #include <korvani/qt/image.h>
 #include <korvani/qt/lifecycle.h>
 #include <korvani/qt/local_notifications.h>
 #include <korvani/qt/log.h>
 #include <korvani/qt/notification_center.h>
 #include <korvani/qt/phone.h>
+#include <korvani/qt/positions.h>
 #include <korvani/qt/queues.h>
 #include <korvani/qt/screens.h>
 #include <korvani/qt/url_connection.h>
 #include <korvani/qt/user_defaults.h>
-#include <korvani/qt/walk_location.h>
 
 #include <QCoreApplication>
 
@@ -23,6 +26,10 @@ namespace korvani::qt {
 namespace {
 
 constexpr std::chrono::minutes kBackgroundBudget{3};
+
+location::Moment now() {
+  return std::chrono::floor<std::chrono::milliseconds>(std::chrono::steady_clock::now());
+}
 
 class LinuxPhone final : public Phone {
  public:
@@ -33,7 +40,8 @@ class LinuxPhone final : public Phone {
         queues_(life_),
         userDefaults_(life_, queues_, json_, options.settingsFile),
         urlConnection_(options.mappedHosts),
-        locationService_(queues_.mainQueue(), walkOf(options)),
+        locationService_(queues_, log_, now, newRadio(options), std::make_shared<Positions>()),
+        display_([this] { locationService_.displayTurnedOn(); }),
         screens_(hostWindow, queues_.mainQueue()),
         notifications_([this](const std::string& text, std::function<void()> opened) {
           screens_.showBanner(text, std::move(opened));
@@ -74,9 +82,11 @@ class LinuxPhone final : public Phone {
   }
 
  private:
-  std::optional<Walk> walkOf(const PhoneOptions& options) const {
-    if (options.walkFile.isEmpty()) return std::nullopt;
-    return readWalk(options.walkFile, json_);
+  std::shared_ptr<location::AdvertisementSource> newRadio(const PhoneOptions& options) {
+    std::string wrong;
+    auto walk = location::readWalk(options.walkFile.toStdString(), json_, wrong);
+    if (!walk) qCWarning(phoneLog, "%s", wrong.c_str());
+    return std::make_shared<location::WalkRadio>(queues_, now, std::move(walk), wrong);
   }
 
   // The host hears of it first, then who observes it.
@@ -100,7 +110,8 @@ class LinuxPhone final : public Phone {
   NotificationCenter center_;
   URLConnection urlConnection_;
   ImageDecoder images_;
-  WalkLocationService locationService_;
+  location::BeaconLocationService locationService_;
+  Display display_;
   Screens screens_;
   LocalNotifications notifications_;
   BackgroundTasks backgroundTasks_;

@@ -22,7 +22,8 @@ class QWidget;
 namespace korvani::qt {
 
 struct PhoneOptions {
-  /// JSON Lines of what beacons are in range when; the phone walks past them from its creation on.
+  /// Beacons, and the way past them that the phone takes from its creation on; docs/radio.md tells
+  /// the form.
   QString walkFile;
   /// "host:port" → "host:port" that requests go to in its place; for tests.
   std::map<std::string, std::string> mappedHosts;

@@ -112,6 +112,7 @@ TEST_F(RoadTest, EachFaultIsMissed) {
 
 TEST_F(RoadTest, AWrongKeyEndsAtAnAlertForEachRefusal) {
   begin(/*keyIsKnown=*/false);
+  EXPECT_THAT(texts(road_->missing()), ElementsAre("the service has refused nothing"));
   log("scenario", R"({"major":"0001","minor":"000A"})", R"({"error_message":"No"})");
   EXPECT_THAT(texts(road_->missing()), ElementsAre("0 alerts for 1 refusals"));
   road_->alertShown("No");
@@ -138,9 +139,8 @@ TEST(WalkTest, NamesEachBeaconOnce) {
   QFile file(folder.filePath("walk"));
   ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
   file.write(
-      "# late\n{\"at\":1,\"beacons\":[{\"major\":1,\"minor\":171,\"proximity\":2}]}\n"
-      "{\"at\":2,\"beacons\":[{\"major\":1,\"minor\":171},{\"major\":2,\"minor\":3}]}\n"
-      "{\"at\":3,\"beacons\":[]}\n");
+      "# late\n{\"beacon\":{\"major\":1,\"minor\":171}}\n{\"wait\":1}\n"
+      "{\"beacon\":{\"major\":2,\"minor\":3}}\n");
   EXPECT_EQ(beaconsOfWalk(file.fileName()), (QSet<QString>{"1/171", "2/3"}));
   EXPECT_THAT(beaconsOfWalk(folder.filePath("none")), IsEmpty());
 }
