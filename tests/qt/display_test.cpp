@@ -30,9 +30,10 @@ class DisplayTest : public testing::Test {
   }
   int reads() const { return desktop_.calls.value(QStringLiteral("GetAll")); }
   void tellHints(const QString& session, const QVariantMap& changed,
-                 const QStringList& invalidated = {}) {
+                 const QStringList& invalidated = {},
+                 const char* interface = "org.freedesktop.login1.Session") {
     desktop_.tell(session, QStringLiteral("org.freedesktop.DBus.Properties"), "PropertiesChanged",
-                  {QStringLiteral("org.freedesktop.login1.Session"), changed, invalidated});
+                  {QString::fromLatin1(interface), changed, invalidated});
   }
   void hint(const QVariantMap& changed) {
     hints_.insert(changed);
@@ -72,7 +73,8 @@ TEST_F(DisplayTest, IsOnWhenTheLastReasonHasGone) {
   hint({{kLocked, true}});
   tellHints(kSession, {{kLocked, QString()}, {QStringLiteral("State"), false}});
   tellHints(QStringLiteral("/org/freedesktop/login1/session/_32"), {{kLocked, false}});
-  expectTold(0, "a hint that is no boolean, another session");
+  tellHints(kSession, {{kLocked, false}}, {}, "org.example.Session");
+  expectTold(0, "a hint that is no boolean, another session, another interface");
   hints_[kLocked] = false;
   tellHints(kSession, {}, {kLocked});
   runUntil([this] { return told_ == 1; });
