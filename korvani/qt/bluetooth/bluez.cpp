@@ -1,0 +1,66 @@
+// Calls and their errors.
+#include <korvani/qt/bluetooth/bluez.h>
+#include <korvani/qt/log.h>
+
+#include <QDBusPendingCallWatcher>
+#include <utility>
+
+namespace korvani::qt::bluetooth {
+
+namespace {
+
+constexpr qsizetype kLongestText = 200;
+
+QDBusMessage callMessage(const QString& path, const QString& interface, const QString& method,
+                         const QVariantList& arguments) {
+  auto message = QDBusMessage::createMethodCall(kService, path, interface, method);
+  message.setArguments(arguments);
+  // Who stopped the daemon has a reason.
+  message.setAutoStartService(false);
+  return message;
+}
+
+}  // namespace
+
+void call(const QDBusConnection& bus, const QString& path, const QString& interface,
+          const QString& method, const QVariantList& arguments, QObject* receiver,
+          Answered answered) {
+  auto* watcher = new QDBusPendingCallWatcher(
+      bus.asyncCall(callMessage(path, interface, method, arguments)), receiver);
+  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, receiver,
+                   [answered = std::move(answered)](QDBusPendingCallWatcher* finished) {
+                     finished->deleteLater();
+                     answered(finished->reply());
+                   });
+}
+
+void tell(const QDBusConnection& bus, const QString& path, const QString& interface,
+          const QString& method, const QVariantList& arguments) {
+  bus.send(callMessage(path, interface, method, arguments));
+}
+
+bool isError(const QDBusMessage& answer) { return answer.type() == QDBusMessage::ErrorMessage; }
+
+bool isError(const QDBusMessage& answer, const char* name) {
+  return isError(answer) && answer.errorName().section(QLatin1Char('.'), -1) == QLatin1String(name);
+}
+
+bool isNotAllowed(const QDBusMessage& answer) {
+  return isError(answer, "AccessDenied") || isError(answer, "NotAuthorized");
+}
+
+void Complaints::say(const QString& line) {
+  if (std::exchange(last_, line) == line) return;
+  qCInfo(phoneLog, "Bluetooth: %s", qUtf8Printable(line));
+}
+
+QString textOf(const QDBusMessage& error) {
+  QString text = error.errorMessage().left(kLongestText);
+  if (text.isEmpty()) text = error.errorName();
+  for (QChar& character : text) {
+    if (!character.isPrint() && !character.isSurrogate()) character = QLatin1Char(' ');
+  }
+  return text.simplified();
+}
+
+}  // namespace korvani::qt::bluetooth
