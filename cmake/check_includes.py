@@ -23,8 +23,8 @@ ROOMS = {
     "korvani/qt": (["platform", "location", "codec"], r"Q|qt|curl/|sys/|[a-z]+\.h$"),
     "demo": (["sdk", "platform", "location", "qt"], r"Q|qt|nlohmann/|CLI/|sys/|[a-z]+\.h$"),
     "tools": (
-        ["sdk", "platform", "location", "codec", "simulator"],
-        r"nlohmann/|httplib\.h$|CLI/|sys/|[a-z_]+\.h$",
+        ["sdk", "platform", "location", "codec", "simulator", "qt"],
+        r"Q|nlohmann/|httplib\.h$|CLI/|sys/|[a-z_]+\.h$",
     ),
 }
 

@@ -44,12 +44,13 @@ std::optional<Options> readOptions(const QApplication& application) {
   QCommandLineParser parser;
   parser.setApplicationDescription("A small shop that embeds Korvani.");
   parser.addHelpOption();
-  parser.addOptions({{"key", "API key to start the kit with.", "key", kKnownKey},
-                     {"walk", "Beacons, and how a visitor walks past them.", "file"},
-                     {"service-log", "Request log of the local service, to follow.", "file"},
-                     {"pictures", "Folder for pictures of each screen, with --auto.", "folder"},
-                     {"auto", "Open, tap and close everything without a user, then end."},
-                     {"patience", "Seconds after which --auto gives up.", "seconds", "280"}});
+  parser.addOptions(
+      {{"key", "API key to start the kit with.", "key", kKnownKey},
+       {"walk", "Beacons, and how a visitor walks past them, in place of the radio.", "file"},
+       {"service-log", "Request log of the local service, to follow.", "file"},
+       {"pictures", "Folder for pictures of each screen, with --auto.", "folder"},
+       {"auto", "Open, tap and close everything without a user, then end."},
+       {"patience", "Seconds after which --auto gives up.", "seconds", "280"}});
   parser.process(application);
   if (!parser.positionalArguments().isEmpty()) {
     std::fprintf(stderr, "korvani-demo: unknown argument \"%s\"\n",
@@ -183,9 +184,10 @@ class Demonstration {
     visitor_.emplace(Visitor::Surroundings{
         .window = &window_,
         .root = [] { return Platform::installed()->application().rootViewController(); },
-        .roadIsComplete = [this] { return road_.missing().isEmpty(); },
+        .roadIsComplete = [this] { return hasEnd() && road_.missing().isEmpty(); },
         .pictures = options_.pictures,
         .leave = [] { QCoreApplication::quit(); }});
+    if (!hasEnd()) return;
     QTimer::singleShot(options_.patience * 1000, &window_, [this] {
       std::fprintf(stderr, "korvani-demo: gave up while waiting for %s\n",
                    qPrintable(visitor_->waitingFor()));
@@ -193,6 +195,9 @@ class Demonstration {
       QCoreApplication::quit();
     });
   }
+
+  /// With the radio there is always another beacon to come.
+  bool hasEnd() const { return !options_.walk.isEmpty(); }
 
   void readOn() {
     for (const QJsonObject& request : log_.takeNew()) road_.requestLogged(request);

@@ -122,7 +122,7 @@ QStringList Road::missingOnRoad() const {
     missing << QStringLiteral("beacon %1: %2")
                    .arg(beacon, reported_.contains(beacon) ? "granted nothing" : "not reported");
   }
-  if (deliveries_.size() > beacons_.size()) {
+  if (!beacons_.isEmpty() && deliveries_.size() > beacons_.size()) {
     missing << QStringLiteral("%1 deliveries for %2 beacons")
                    .arg(deliveries_.size())
                    .arg(beacons_.size());
@@ -173,6 +173,7 @@ QString Road::summary() const {
 
 QSet<QString> beaconsOfWalk(const QString& file) {
   QSet<QString> names;
+  if (file.isEmpty()) return names;
   QFile walk(file);
   if (!walk.open(QIODevice::ReadOnly)) return names;
   while (!walk.atEnd()) {

@@ -18,7 +18,7 @@ class Road {
   /// Told of each step as it happens.
   using Tell = std::function<void(const QString& what, const QString& which)>;
 
-  /// `beacons` are those that the walk passes, as "major/minor". With a key that is not the
+  /// `beacons` are those that the walk passes, as "major/minor"; empty where nobody knows. With a key that is not the
   /// service's the road ends at an alert.
   Road(QSet<QString> beacons, bool keyIsKnown, Tell tell);
 

@@ -4,6 +4,7 @@
 #include <korvani/location/walk_radio.h>
 #include <korvani/qt/application.h>
 #include <korvani/qt/background_tasks.h>
+#include <korvani/qt/bluetooth/radio.h>
 #include <korvani/qt/clock.h>
 #include <korvani/qt/device.h>
 #include <korvani/qt/display.h>
@@ -83,6 +84,7 @@ class LinuxPhone final : public Phone {
 
  private:
   std::shared_ptr<location::AdvertisementSource> newRadio(const PhoneOptions& options) {
+    if (options.walkFile.isEmpty()) return std::make_shared<bluetooth::Radio>();
     std::string wrong;
     auto walk = location::readWalk(options.walkFile.toStdString(), json_, wrong);
     if (!walk) qCWarning(phoneLog, "%s", wrong.c_str());

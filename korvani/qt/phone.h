@@ -22,8 +22,8 @@ class QWidget;
 namespace korvani::qt {
 
 struct PhoneOptions {
-  /// Beacons, and the way past them that the phone takes from its creation on; docs/radio.md tells
-  /// the form.
+  /// Beacons, and the way past them that the phone takes from its creation on, in place of what its
+  /// radio hears; docs/radio.md tells the form. Empty: the radio.
   QString walkFile;
   /// "host:port" → "host:port" that requests go to in its place; for tests.
   std::map<std::string, std::string> mappedHosts;
