@@ -205,9 +205,9 @@ void Radio::reviewFailure() {
 void Radio::tellFailure(const std::optional<std::string>& failure) {
   told_ = failure;
   if (failure) {
-    qCWarning(phoneLog, "Bluetooth: %s", failure->c_str());
+    qCWarning(phoneLog, "Bluetooth: no beacons are heard: %s", failure->c_str());
   } else {
-    qCInfo(phoneLog, "Bluetooth: hears again");
+    qCInfo(phoneLog, "Bluetooth: beacons are heard again");
   }
   if (const auto listener = listener_.lock()) listener->availabilityChanged(failure);
 }

@@ -1,0 +1,223 @@
+// What an advertisement costs on its whole way from the bus to a ranging result, beside bare QtDBus
+// receivers of the same signals; and what memory a crowd of addresses and forged beacons takes.
+#include <bench/qt/bare_receiver.h>
+#include <bench/qt/sender.h>
+#include <korvani/location/beacon_location_manager.h>
+#include <korvani/qt/application_life.h>
+#include <korvani/qt/bluetooth/radio.h>
+#include <korvani/qt/log.h>
+#include <korvani/qt/queues.h>
+#include <malloc.h>
+#include <tests/qt/private_bus.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QProcess>
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <vector>
+
+namespace korvani::bench {
+namespace {
+
+using platform::LocationManager;
+using platform::Region;
+using RegionPointer = std::shared_ptr<const Region>;
+using ManagerPointer = std::shared_ptr<LocationManager>;
+
+/// Processor time of all threads of this process, in seconds.
+double processorTime() {
+  timespec time{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+/// Resident memory in kB, without what is free to be given back.
+long residentMemory() {
+  malloc_trim(0);
+  std::ifstream file("/proc/self/statm");
+  long size = 0;
+  long resident = 0;
+  file >> size >> resident;
+  return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+/// The child process that sends, on the private bus.
+class SenderProcess {
+ public:
+  SenderProcess() {
+    process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process_.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--send")});
+    process_.waitForReadyRead(-1);
+    process_.readLine();
+    bus_.emplace(QDBusConnection::systemBus(), QString(), QStringLiteral("korvani.Bench"),
+                 QStringLiteral("Sent"), QString(),
+                 [this](const QDBusMessage&) { isSent_ = true; });
+  }
+  ~SenderProcess() {
+    process_.closeWriteChannel();
+    process_.waitForFinished(-1);
+  }
+  /// Until all of it has been received.
+  void send(const char* kind, long count) {
+    isSent_ = false;
+    process_.write(QByteArray(kind) + ' ' + QByteArray::number(qlonglong{count}) + '\n');
+    qt::runUntil([this] { return isSent_; });
+  }
+
+ private:
+  QProcess process_;
+  std::optional<qt::bluetooth::BusSignal> bus_;
+  bool isSent_ = false;
+};
+
+struct NoPositions final : location::PositionSource {
+  void setListener(std::weak_ptr<location::PositionListener>) override {}
+  void start() override {}
+  void stop() override {}
+  std::optional<platform::Coordinate> lastCoordinate() const override { return std::nullopt; }
+};
+
+struct Delegate final : platform::LocationManagerDelegate {
+  void locationManagerDidStartMonitoringForRegion(const ManagerPointer&,
+                                                  const RegionPointer&) override {}
+  void locationManagerDidEnterRegion(const ManagerPointer&, const RegionPointer&) override {}
+  void locationManagerDidExitRegion(const ManagerPointer&, const RegionPointer&) override {}
+  void locationManagerDidDetermineState(const ManagerPointer&, platform::RegionState,
+                                        const RegionPointer&) override {}
+  void locationManagerDidRangeBeacons(const ManagerPointer&,
+                                      const std::vector<platform::Beacon>& beacons,
+                                      const RegionPointer&) override {
+    ++results;
+    listed = std::max(listed, beacons.size());
+  }
+  void locationManagerMonitoringDidFailForRegion(const ManagerPointer&, const RegionPointer&,
+                                                 const std::string& why) override {
+    std::printf("monitoring failed: %s\n", why.c_str());
+  }
+  void locationManagerDidFailWithError(const ManagerPointer&, const std::string&) override {}
+  long results = 0;
+  std::size_t listed = 0;
+};
+
+/// The radio and the location service on it, ranging one region.
+class WholeWay {
+ public:
+  WholeWay(qt::Queues& queues, qt::Log& log)
+      : service_(
+            queues, log, [] { return now(); }, std::make_shared<qt::bluetooth::Radio>(),
+            std::make_shared<NoPositions>()),
+        manager_(service_.newLocationManager()) {
+    const auto region = std::make_shared<platform::BeaconRegion>(ourUuid(), "bench");
+    manager_->setDelegate(delegate);
+    manager_->startMonitoringForRegion(region);
+    manager_->startRangingBeaconsInRegion(region);
+    qt::runUntil([this] { return delegate->results > 0; });
+  }
+  const std::shared_ptr<Delegate> delegate = std::make_shared<Delegate>();
+
+ private:
+  static location::Moment now() {
+    return std::chrono::time_point_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now());
+  }
+  location::BeaconLocationService service_;
+  std::shared_ptr<LocationManager> manager_;
+};
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+class Bench {
+ public:
+  Bench() : log_(life_), queues_(life_) {}
+
+  void printCost() {
+    constexpr int kRounds = 5;
+    std::array<std::vector<double>, 4> costs;
+    for (int round = 0; round < kRounds; ++round) {
+      costs[0].push_back(costOfBare(&BareReceiver::receiveArguments));
+      costs[1].push_back(costOfBare(&BareReceiver::receiveMessages));
+      costs[2].push_back(costOfWholeWay("advertise"));
+      costs[3].push_back(costOfWholeWay("other"));
+    }
+    const double bare = median(costs[0]);
+    std::printf(
+        "Processor time of the receiver for an advertisement, %.0f a second from %d beacons;"
+        "\nmedians of %d rounds of %ld.\n\n",
+        kPerSecond, kBeacons, kRounds, kCount);
+    const std::array names{
+        "bare slot (QString, QVariantMap, QStringList)", "bare slot (QDBusMessage), nothing read",
+        "whole way, from signal to ranging result", "whole way, beacons of another UUID"};
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const double cost = median(costs[i]);
+      std::printf("%-46s %6.1f us   %4.2f of the first   %4.2f of the second\n", names[i], cost,
+                  cost / bare, cost / median(costs[1]));
+    }
+    std::printf("Ranging listed %zu beacons.\n", listed_);
+  }
+
+  void printMemory() {
+    WholeWay way(queues_, log_);
+    std::printf(
+        "\nResident memory while each advertisement has a new address and a forged major and "
+        "minor:\n  at first %ld kB\n",
+        residentMemory());
+    for (int i = 1; i <= 4; ++i) {
+      sender_.send("rotate", 10000);
+      std::printf("  after %d addresses %ld kB\n", i * 10000, residentMemory());
+    }
+    std::printf("Ranging listed %zu beacons.\n", way.delegate->listed);
+  }
+
+ private:
+  static constexpr long kCount = 10000;
+
+  double costOf(const char* kind) {
+    const double before = processorTime();
+    sender_.send(kind, kCount);
+    return 1e6 * (processorTime() - before) / static_cast<double>(kCount);
+  }
+  double costOfBare(void (BareReceiver::*receive)()) {
+    BareReceiver receiver;
+    (receiver.*receive)();
+    const double cost = costOf("advertise");
+    if (receiver.count() != kCount) std::printf("only %ld received\n", receiver.count());
+    return cost;
+  }
+  double costOfWholeWay(const char* kind) {
+    WholeWay way(queues_, log_);
+    const double cost = costOf(kind);
+    listed_ = std::max(listed_, way.delegate->listed);
+    return cost;
+  }
+
+  qt::PrivateBus bus_;
+  qt::ApplicationLife& life_ = qt::ApplicationLife::ofProcess();
+  qt::Log log_;
+  qt::Queues queues_;
+  SenderProcess sender_;
+  std::size_t listed_ = 0;
+};
+
+}  // namespace
+}  // namespace korvani::bench
+
+int main(int argc, char** argv) {
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  // Not destroyed: nothing of the phone is.
+  new QApplication(argc, argv);
+  if (QCoreApplication::arguments().contains(QStringLiteral("--send"))) {
+    return korvani::bench::runSender();
+  }
+  korvani::bench::Bench bench;
+  bench.printCost();
+  bench.printMemory();
+  return 0;
+}

@@ -1,0 +1,19 @@
+// The daemon's side of the measurement, in a process of its own.
+#pragma once
+
+#include <korvani/platform/uuid.h>
+
+namespace korvani::bench {
+
+inline constexpr int kBeacons = 100;
+inline constexpr double kPerSecond = 2000;
+
+platform::Uuid ourUuid();
+
+/// Runs until standard input ends. A line "advertise N", "other N" or "rotate N" asks for N
+/// advertisements: of the beacons in turn, of as many with another UUID, or each of a new address
+/// and a new major and minor, faster than real ones. A line on standard output says when all is on
+/// its way.
+int runSender();
+
+}  // namespace korvani::bench
