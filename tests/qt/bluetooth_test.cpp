@@ -347,6 +347,8 @@ TEST_F(Bluetooth, HasTheDaemonWatchForPresence) {
   patterns.beginArray();
   patterns.beginStructure();
   patterns >> from >> type >> bytes;
+  patterns.endStructure();
+  patterns.endArray();
   EXPECT_EQ(from, 0);
   EXPECT_EQ(type, 0xFF);
   EXPECT_EQ(bytes.toHex(), QByteArray("4c000215e2c56db5dffb48d2b060d0f5a71096e0"));
