@@ -16,8 +16,11 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 
-# A shared library that forgets to link what it uses fails to build, not to start.
-add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>:LINKER:--no-undefined>)
+# A shared library that forgets to link what it uses fails to build, not to start. The sanitizers of
+# clang come with the program, so there a library may.
+if(NOT (KORVANI_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
+  add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>:LINKER:--no-undefined>)
+endif()
 
 if(KORVANI_SANITIZE)
   add_compile_options(-fsanitize=${KORVANI_SANITIZE} -fno-sanitize-recover=all

@@ -26,6 +26,8 @@ function(korvani_test name)
   set_target_properties(${name} PROPERTIES
                         RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/tests/bin")
   korvani_warnings(${name})
+  # A test is compiled more often than it runs.
+  target_compile_options(${name} PRIVATE -O0)
 
   set(properties "")
   if(arg_LABELS)

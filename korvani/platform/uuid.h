@@ -4,7 +4,6 @@
 #include <korvani/platform/export.h>
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,7 +24,8 @@ class KORVANI_EXPORT Uuid {
   std::string UUIDString() const;
   const Bytes& bytes() const { return bytes_; }
 
-  friend auto operator<=>(const Uuid&, const Uuid&) = default;
+  friend bool operator==(const Uuid&, const Uuid&) = default;
+  friend bool operator<(const Uuid& left, const Uuid& right) { return left.bytes_ < right.bytes_; }
 
  private:
   Bytes bytes_{};

@@ -29,7 +29,7 @@ class WalkTest : public testing::Test {
     return readWalk(file_, json_, wrong_);
   }
 
-  const codec::JSON json_;
+  codec::JSON json_;
   const std::string file_ =
       testing::TempDir() + testing::UnitTest::GetInstance()->current_test_info()->name() + ".jsonl";
   std::string wrong_;
