@@ -41,7 +41,8 @@ class LinuxPhone final : public Phone {
         queues_(life_),
         userDefaults_(life_, queues_, json_, options.settingsFile),
         urlConnection_(options.mappedHosts),
-        locationService_(queues_, log_, now, newRadio(options), std::make_shared<Positions>()),
+        locationService_(queues_, log_, now, newRadio(options), std::make_shared<Positions>(),
+                         options.locationSettings),
         display_([this] { locationService_.displayTurnedOn(); }),
         screens_(hostWindow, queues_.mainQueue()),
         notifications_([this](const std::string& text, std::function<void()> opened) {
@@ -84,7 +85,10 @@ class LinuxPhone final : public Phone {
 
  private:
   std::shared_ptr<location::AdvertisementSource> newRadio(const PhoneOptions& options) {
-    if (options.walkFile.isEmpty()) return std::make_shared<bluetooth::Radio>();
+    if (options.walkFile.isEmpty()) {
+      return std::make_shared<bluetooth::Radio>(QDBusConnection::systemBus(),
+                                                options.bluetoothSettings);
+    }
     std::string wrong;
     auto walk = location::readWalk(options.walkFile.toStdString(), json_, wrong);
     if (!walk) qCWarning(phoneLog, "%s", wrong.c_str());

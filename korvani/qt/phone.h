@@ -10,7 +10,9 @@
 //   phone->forwardLifecycle(&Korvani::didEnterBackground, &Korvani::didBecomeActive);
 #pragma once
 
+#include <korvani/location/location_settings.h>
 #include <korvani/platform/platform.h>
+#include <korvani/qt/bluetooth/settings.h>
 
 #include <QString>
 #include <functional>
@@ -29,6 +31,10 @@ struct PhoneOptions {
   std::map<std::string, std::string> mappedHosts;
   /// The INI file of the user-defaults store; empty: the host's own QSettings.
   QString settingsFile;
+  /// How distance, zones and regions are judged, and how the radio listens; docs/radio.md tells what
+  /// each figure means.
+  location::LocationSettings locationSettings{};
+  bluetooth::Settings bluetoothSettings{};
 };
 
 /// Main thread; lives until the process ends once it is installed. A QApplication exists already

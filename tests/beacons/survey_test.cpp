@@ -80,6 +80,9 @@ TEST_F(SurveyTest, WithoutARadioNothingIsKnown) {
   survey.availabilityChanged(std::nullopt);
   now_ += 31s;
   EXPECT_EQ(survey.look().regions.at(0).state, RegionState::kOutside);
+  survey.beaconHeard({kOurs, 1, 1, -59}, -60);
+  survey.availabilityChanged(std::nullopt);
+  EXPECT_THAT(survey.look().beacons, SizeIs(1)) << "told twice";
 }
 
 TEST_F(SurveyTest, AFloodOfRegionsIsBounded) {

@@ -8,6 +8,7 @@
 
 #include <QDBusArgument>
 #include <QDBusVariant>
+#include <QTimer>
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -301,11 +302,15 @@ TEST_F(Bluetooth, HearsADeviceThatAppearsAndNotOneThatIsRemembered) {
 }
 
 TEST_F(Bluetooth, ListensForPresenceInTurns) {
-  settings_.sweep = settings_.pause = 1ms;
+  // Long enough for filter and start to be answered within a sweep.
+  settings_.sweep = 20ms;
+  settings_.pause = 1ms;
   bluez();
   start(kPresence);
   awaitAsked(kStop, 3);
   auto lines = asked();
+  // A sweep may end before its filter is answered, and the next one begins with the filter again.
+  lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
   lines.resize(6);
   EXPECT_THAT(lines, ElementsAre(kFilter, kStart, kStop, kFilter, kStart, kStop));
   bluez_->changeDevice(1, FakeBluez::advertisement(beacon(1, kOther), -60));
@@ -315,11 +320,11 @@ TEST_F(Bluetooth, ListensForPresenceInTurns) {
   EXPECT_THAT(ear_->heard, ElementsAre("2 at -60"));
   // Full has no turns.
   listen(kFull);
-  awaitDiscovery();
-  asked();
-  hearOne();
-  hearOne();
-  EXPECT_EQ(count(kStop), 0);
+  const long stops = count(kStop);
+  bool wouldTurn = false;
+  QTimer::singleShot(3 * (settings_.sweep + settings_.pause), [&] { wouldTurn = true; });
+  runUntil([&] { return wouldTurn; });
+  EXPECT_LE(count(kStop), stops + 1) << "one may have been on its way";
 }
 
 TEST_F(Bluetooth, HasTheDaemonWatchForPresence) {
@@ -381,7 +386,8 @@ TEST_F(Bluetooth, HasTheDaemonWatchForPresence) {
 }
 
 TEST_F(Bluetooth, TakesTurnsWhereTheMonitorFails) {
-  settings_.sweep = settings_.pause = 1ms;
+  settings_.sweep = 20ms;
+  settings_.pause = 1ms;
   settings_.activationWithin = 5ms;
   bluez(true);
   start(kOff);
@@ -394,7 +400,9 @@ TEST_F(Bluetooth, TakesTurnsWhereTheMonitorFails) {
     awaitAsked("hci0 RegisterMonitor", 3);
     awaitAsked(kStart, 2);
     listen(kOff);
-    awaitAsked("hci0 UnregisterMonitor", 3);
+    // Off and on again within a turn would be nothing.
+    QCoreApplication::processEvents();
+    runUntil([&] { return count("hci0 UnregisterMonitor") == count("hci0 RegisterMonitor"); });
     asked();
   }
   EXPECT_THAT(ear_->told, IsEmpty());
@@ -408,8 +416,16 @@ TEST_F(Bluetooth, TriesAgainWhatIsRefused) {
     const char* method;
     std::vector<std::string> errors;
     std::vector<std::string> asked;
-    bool isNotAllowed = false;
+    std::string told = "";
   };
+  const std::string notAllowed = "not allowed to use Bluetooth: no way [31m!!!";
+  const std::string broken = "Bluetooth does not work: please switch it off and on";
+  // More often than what passes by itself.
+  const std::vector<std::string> often(8, "Failed");
+  std::vector<std::string> startedOften;
+  for (std::size_t i = 0; i <= often.size(); ++i) {
+    startedOften.insert(startedOften.end(), {kFilter, kStart});
+  }
   const std::vector<Case> cases{
       {"SetDiscoveryFilter", {"InvalidArguments"}, {kFilter, two, kStart}},
       {"SetDiscoveryFilter",
@@ -424,13 +440,18 @@ TEST_F(Bluetooth, TriesAgainWhatIsRefused) {
       {"StartDiscovery",
        {"org.freedesktop.DBus.Error.NoReply"},
        {kFilter, kStart, kStop, kFilter, kStart}},
-      {"StartDiscovery", {"NotAuthorized"}, {kFilter, kStart, kFilter, kStart}, true},
+      {"StartDiscovery", {"NotAuthorized"}, {kFilter, kStart, kFilter, kStart}, notAllowed},
       {"SetDiscoveryFilter",
        {"org.freedesktop.DBus.Error.AccessDenied"},
        {kFilter, kFilter, kStart},
-       true},
-      {"GetManagedObjects", {"org.freedesktop.DBus.Error.AccessDenied"}, {kFilter, kStart}, true},
+       notAllowed},
+      {"GetManagedObjects",
+       {"org.freedesktop.DBus.Error.AccessDenied"},
+       {kFilter, kStart},
+       notAllowed},
       {"GetManagedObjects", {"org.freedesktop.DBus.Error.NoReply"}, {kFilter, kStart}},
+      {"StartDiscovery", often, startedOften, broken},
+      {"GetManagedObjects", often, {kFilter, kStart}, broken},
   };
   settings_.firstRetry = 20ms;
   for (const Case& c : cases) {
@@ -442,17 +463,15 @@ TEST_F(Bluetooth, TriesAgainWhatIsRefused) {
     bluez_->refusalText = unplain;
     start(kFull);
     runUntil([&] { return bluez_->refusals[c.method].empty(); });
-    if (c.isNotAllowed) {
+    if (!c.told.empty()) {
       awaitTold("hears");
-      EXPECT_THAT(ear_->told, ElementsAre(testing::StartsWith("not allowed to use Bluetooth: "
-                                                              "no way [31m!!!"),
-                                          "hears"));
+      EXPECT_THAT(ear_->told, ElementsAre(testing::StartsWith(c.told), "hears"));
       EXPECT_LT(ear_->told[0].size(), 300U);
     }
     awaitAsked(c.asked.back(), std::count(c.asked.begin(), c.asked.end(), c.asked.back()));
     hearOne();
     EXPECT_THAT(asked(), testing::ElementsAreArray(c.asked));
-    EXPECT_EQ(ear_->told.empty(), !c.isNotAllowed);
+    EXPECT_EQ(ear_->told.empty(), c.told.empty());
   }
 }
 
@@ -595,7 +614,7 @@ TEST_F(Bluetooth, RemembersSoManyDevicesAndNoMore) {
   hearOne();
   EXPECT_EQ(ear_->heard.size(), 30U);
   EXPECT_THAT(log.lines(),
-              ElementsAre("Bluetooth: more than 10 devices; the least recent are forgotten"));
+              ElementsAre("Bluetooth: more than 10 devices; no more than these are remembered"));
 }
 
 TEST(BluetoothTest, KnowsDevicesByTheirAddresses) {

@@ -40,7 +40,8 @@ void addOptions(CLI::App& app, Options& options) {
   app.add_option("--walk", options.walk, "hear the beacons of this walk in place of the radio");
   app.add_option("--uuid", options.uuids, "list the beacons of this proximity UUID only")
       ->allow_extra_args(false);
-  app.add_option("--seconds", options.seconds, "end after so long (default: never, or with a walk)")
+  app.add_option("--seconds", options.seconds,
+                 "end after so long (default: never; a walk ends when its beacons are left)")
       ->check(CLI::NonNegativeNumber);
   app.add_flag("--json", options.json, "a line of JSON each second");
   app.set_version_flag("--version", KORVANI_VERSION_STRING);

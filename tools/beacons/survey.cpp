@@ -40,7 +40,7 @@ void Survey::beaconHeard(const location::IBeacon& beacon, int rssi) {
 }
 
 void Survey::availabilityChanged(const std::optional<std::string>& failure) {
-  failure_ = failure;
+  if (std::exchange(failure_, failure) == failure) return;
   table_.clear();
   for (auto& [uuid, monitor] : regions_) {
     failure ? static_cast<void>(monitor.stopListening()) : monitor.listen(now_());

@@ -43,7 +43,7 @@ struct Snapshot {
 /// Main thread. A region is listed with its first beacon, and from the beginning where it is named.
 class Survey final : public location::AdvertisementListener {
  public:
-  /// Regions of which only advertisements tell; more than these are not told apart.
+  /// Regions of which only advertisements tell; the beacons of more than these are passed over.
   static constexpr std::size_t kMostRegions = 100;
 
   /// `only`: the regions of interest; empty for all.

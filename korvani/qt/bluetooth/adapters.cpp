@@ -86,6 +86,7 @@ void Adapters::setDaemon(const QString& name) {
   complaints_.forget();
   adapters_.clear();
   refusal_.clear();
+  refusals_.forget();
   isRead_ = isReading_ = readsAgain_ = false;
   retry_.stop();
   backoff_.reset();
@@ -113,12 +114,13 @@ void Adapters::read() {
 void Adapters::took(const QDBusMessage& objects) {
   if (isError(objects) || objects.signature() != QLatin1String("a{oa{sa{sv}}}")) {
     complaints_.say(QStringLiteral("cannot list the adapters: %1").arg(textOf(objects)));
-    refusal_ = isNotAllowed(objects) ? textOf(objects) : QString();
+    refusal_ = refusals_.failureOf(objects);
     retry_.start(backoff_.next());
     return told_.changed();
   }
   backoff_.reset();
   refusal_.clear();
+  refusals_.forget();
   isRead_ = true;
   adapters_.clear();
   const auto tree = objects.arguments().at(0).value<QDBusArgument>();
@@ -201,7 +203,7 @@ Adapter Adapters::chosen() const {
 Adapters::State Adapters::state() const {
   if (!knowsDaemon_) return State::kUnknown;
   if (daemon_.isEmpty()) return State::kNoDaemon;
-  if (!refusal_.isEmpty()) return State::kNotAllowed;
+  if (!refusal_.isEmpty()) return State::kRefused;
   if (!isRead_) return State::kUnknown;
   if (adapters_.empty()) return State::kNoAdapter;
   return chosen().isPowered ? State::kReady : State::kSwitchedOff;

@@ -29,7 +29,7 @@ struct Adapter {
 /// chooses one adapter: the one it has as long as that is powered, else the first that is.
 class Adapters final : public QObject {
  public:
-  enum class State { kUnknown, kNoDaemon, kNotAllowed, kNoAdapter, kSwitchedOff, kReady };
+  enum class State { kUnknown, kNoDaemon, kRefused, kNoAdapter, kSwitchedOff, kReady };
   /// Told in callbacks of the bus, never from inside a call.
   struct Told {
     std::function<void()> changed;
@@ -46,7 +46,7 @@ class Adapters final : public QObject {
   void read();
 
   State state() const;
-  /// With kNotAllowed: why.
+  /// With kRefused: what the user is told.
   const QString& refusal() const { return refusal_; }
   /// The unique name of the daemon on the bus; empty without one.
   const QString& daemon() const { return daemon_; }
@@ -78,6 +78,7 @@ class Adapters final : public QObject {
   bool knowsDaemon_ = false;
   bool isRead_ = false;
   QString refusal_;
+  Refusals refusals_;
   std::map<QString, Adapter> adapters_;
   QString path_;
   QString usable_;

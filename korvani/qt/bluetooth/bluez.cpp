@@ -11,6 +11,10 @@ namespace {
 
 constexpr qsizetype kLongestText = 200;
 
+/// Refused so often a call is tried for a quarter of a minute: longer than a controller takes to
+/// recover by itself, and shorter than the silence after which a region counts as left.
+constexpr int kMostRefusals = 5;
+
 QDBusMessage callMessage(const QString& path, const QString& interface, const QString& method,
                          const QVariantList& arguments) {
   auto message = QDBusMessage::createMethodCall(kService, path, interface, method);
@@ -45,8 +49,14 @@ bool isError(const QDBusMessage& answer, const char* name) {
   return isError(answer) && answer.errorName().section(QLatin1Char('.'), -1) == QLatin1String(name);
 }
 
-bool isNotAllowed(const QDBusMessage& answer) {
-  return isError(answer, "AccessDenied") || isError(answer, "NotAuthorized");
+QString Refusals::failureOf(const QDBusMessage& error) {
+  // With InProgress something discovers.
+  if (!isError(error, "InProgress")) ++count_;
+  if (isError(error, "AccessDenied") || isError(error, "NotAuthorized")) {
+    return QStringLiteral("not allowed to use Bluetooth: ") + textOf(error);
+  }
+  if (count_ < kMostRefusals) return {};
+  return QStringLiteral("Bluetooth does not work: please switch it off and on");
 }
 
 void Complaints::say(const QString& line) {

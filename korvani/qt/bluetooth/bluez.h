@@ -33,8 +33,18 @@ void tell(const QDBusConnection& bus, const QString& path, const QString& interf
 /// Whether an answer is an error, and that one: "NotReady" of org.bluez.Error.NotReady.
 bool isError(const QDBusMessage& answer);
 bool isError(const QDBusMessage& answer, const char* name);
-/// Whether an error means that this user may not.
-bool isNotAllowed(const QDBusMessage& answer);
+
+/// What the user must know of calls that are refused again and again.
+class Refusals {
+ public:
+  /// The failure that one more refusal makes; empty as long as it may pass by itself.
+  QString failureOf(const QDBusMessage& error);
+  void forget() { count_ = 0; }
+
+ private:
+  int count_ = 0;
+};
+
 /// Says each thing to the log once, until it says another.
 class Complaints {
  public:

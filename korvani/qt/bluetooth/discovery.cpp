@@ -23,8 +23,8 @@ QVariantMap filterOf(int keys) {
 
 }  // namespace
 
-Discovery::Discovery(const QDBusConnection& bus, const Settings& settings, Forbidden forbidden)
-    : bus_(bus), forbidden_(std::move(forbidden)), backoff_(settings) {
+Discovery::Discovery(const QDBusConnection& bus, const Settings& settings, Failed failed)
+    : bus_(bus), failed_(std::move(failed)), backoff_(settings) {
   retry_.setSingleShot(true);
   connect(&retry_, &QTimer::timeout, this, [this] { advance(); });
   ended_.setSingleShot(true);
@@ -44,10 +44,11 @@ void Discovery::use(const QString& adapter, int session) {
   isRunning_ = isToRestart_ = isBusy_ = isDiscovering_ = false;
   refusedKeys_ = 0;
   backoff_.reset();
+  refusals_.forget();
   retry_.stop();
   ended_.stop();
   complaints_.forget();
-  forbidden_(std::nullopt);
+  failed_(std::nullopt);
   advance();
 }
 
@@ -114,7 +115,8 @@ void Discovery::startAnswered(const QDBusMessage& answer) {
   }
   isRunning_ = true;
   backoff_.reset();
-  forbidden_(std::nullopt);
+  refusals_.forget();
+  failed_(std::nullopt);
   advance();
 }
 
@@ -132,7 +134,8 @@ void Discovery::stopAnswered(const QDBusMessage&) {
 void Discovery::refused(const char* method, const QDBusMessage& answer) {
   complaints_.say(QStringLiteral("%1 is refused and tried again: %2")
                       .arg(QLatin1String(method), textOf(answer)));
-  if (isNotAllowed(answer)) forbidden_(textOf(answer));
+  const QString failure = refusals_.failureOf(answer);
+  if (!failure.isEmpty()) failed_(failure);
   retry_.start(backoff_.next());
 }
 

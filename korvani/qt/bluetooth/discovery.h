@@ -18,10 +18,10 @@ namespace korvani::qt::bluetooth {
 /// a time, and what is wanted is looked at again with each answer.
 class Discovery final : public QObject {
  public:
-  /// Told why this user may not discover, and nothing when it turns out that he may.
-  using Forbidden = std::function<void(const std::optional<QString>& why)>;
+  /// Told why nothing can be discovered, and nothing when it turns out that it can.
+  using Failed = std::function<void(const std::optional<QString>& failure)>;
 
-  Discovery(const QDBusConnection& bus, const Settings& settings, Forbidden forbidden);
+  Discovery(const QDBusConnection& bus, const Settings& settings, Failed failed);
   /// Lets go of the session.
   ~Discovery() override;
 
@@ -47,7 +47,7 @@ class Discovery final : public QObject {
   void refused(const char* method, const QDBusMessage& answer);
 
   QDBusConnection bus_;
-  const Forbidden forbidden_;
+  const Failed failed_;
   QString adapter_;
   bool isWanted_ = false;
   bool isRunning_ = false;
@@ -58,6 +58,7 @@ class Discovery final : public QObject {
   int refusedKeys_ = 0;
   int session_ = 0;
   Backoff backoff_;
+  Refusals refusals_;
   QTimer retry_;
   QTimer ended_;
   Complaints complaints_;

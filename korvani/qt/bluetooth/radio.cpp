@@ -25,8 +25,8 @@ Radio::Radio(const QDBusConnection& bus, const Settings& settings)
                        if (known_) known_->forget(path);
                      }}),
       discovery_(bus, settings,
-                 [this](const std::optional<QString>& why) {
-                   forbidden_ = why;
+                 [this](const std::optional<QString>& failure) {
+                   refusal_ = failure;
                    decision_.start();
                  }),
       monitor_(bus, settings,
@@ -155,7 +155,7 @@ void Radio::heard(const QString& path, const DeviceNews& news) {
 
 void Radio::remember(const QString& path, const KnownDevices::Device& device) {
   if (known_->remember(path, device) || std::exchange(saidTooMany_, true)) return;
-  qCInfo(phoneLog, "Bluetooth: more than %zu devices; the least recent are forgotten",
+  qCInfo(phoneLog, "Bluetooth: more than %zu devices; no more than these are remembered",
          settings_.mostDevices);
 }
 
@@ -169,16 +169,13 @@ bool Radio::isWanted(const location::IBeacon& beacon) const {
 }
 
 std::optional<std::string> Radio::failure() const {
-  const auto notAllowed = [](const QString& why) {
-    return "not allowed to use Bluetooth: " + why.toStdString();
-  };
   switch (adapters_.state()) {
     case Adapters::State::kUnknown:
       return told_;
     case Adapters::State::kNoDaemon:
       return "bluetoothd is not running";
-    case Adapters::State::kNotAllowed:
-      return notAllowed(adapters_.refusal());
+    case Adapters::State::kRefused:
+      return adapters_.refusal().toStdString();
     case Adapters::State::kNoAdapter:
       return "no Bluetooth adapter";
     case Adapters::State::kSwitchedOff:
@@ -186,7 +183,7 @@ std::optional<std::string> Radio::failure() const {
     case Adapters::State::kReady:
       break;
   }
-  return forbidden_ ? std::optional(notAllowed(*forbidden_)) : std::nullopt;
+  return refusal_ ? std::optional(refusal_->toStdString()) : std::nullopt;
 }
 
 /// A failure must stand for a moment; that all is well is told at once.

@@ -78,7 +78,8 @@ class Radio final : public QObject, public location::AdvertisementSource {
   QTimer stall_;
   Moment lastAdvertisement_;
 
-  std::optional<QString> forbidden_;
+  /// Why discovery fails.
+  std::optional<QString> refusal_;
   std::optional<std::string> told_;
   std::optional<std::string> standing_;
   QTimer stands_;
