@@ -162,6 +162,7 @@ TEST_F(Bluetooth, DiscoversAtFullLevelAndNotWhenOff) {
   listen(kOff);
   awaitAsked(kStop);
   bluez_->changeDevice(1, FakeBluez::advertisement(beacon(1), -60));
+  bluez_->settle();
   listen(kFull);
   awaitDiscovery();
   EXPECT_THAT(asked(), ElementsAre(kStop, kFilter, kStart));

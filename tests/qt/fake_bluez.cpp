@@ -107,6 +107,11 @@ void FakeBluez::changeDevice(int number, const QVariantMap& changed,
   change(devicePath(number), "org.bluez.Device1", changed, invalidated);
 }
 
+void FakeBluez::settle() {
+  const QString bus = QStringLiteral("org.freedesktop.DBus");
+  bus_.call(QDBusMessage::createMethodCall(bus, QStringLiteral("/"), bus, QStringLiteral("GetId")));
+}
+
 void FakeBluez::setPowered(const QString& path, bool isPowered) {
   change(path, "org.bluez.Adapter1", {{QStringLiteral("Powered"), isPowered}});
 }

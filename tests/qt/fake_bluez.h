@@ -45,6 +45,8 @@ class FakeBluez final : public QDBusVirtualObject {
   void change(const QString& path, const char* interface, const QVariantMap& changed,
               const QStringList& invalidated = {});
   void changeDevice(int number, const QVariantMap& changed, const QStringList& invalidated = {});
+  /// Returns when the bus has passed on what was signalled so far.
+  void settle();
   void setPowered(const QString& path, bool isPowered);
   void setDiscovering(const QString& path, bool isDiscovering);
   void emitSignal(const QString& path, const char* interface, const char* name,

@@ -17,7 +17,12 @@ Radio::Radio(const QDBusConnection& bus, const Settings& settings)
     : bus_(bus),
       settings_(settings),
       adapters_(bus, settings,
-                {.changed = [this] { decision_.start(); },
+                {.changed =
+                     [this] {
+                       // At once: a decision may see two changes as none.
+                       discovery_.setDiscovering(adapters_.chosen().isDiscovering);
+                       decision_.start();
+                     },
                  .deviceFound = [this](const QString& path, const DeviceNews& news,
                                        bool isNow) { deviceFound(path, news, isNow); },
                  .deviceRemoved =
