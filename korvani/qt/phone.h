@@ -13,6 +13,7 @@
 #include <korvani/platform/platform.h>
 
 #include <QString>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -29,6 +30,8 @@ struct PhoneOptions {
   std::map<std::string, std::string> mappedHosts;
   /// The INI file of the user-defaults store; empty: the host's own QSettings.
   QString settingsFile;
+  /// How long the application may go on in the background before its tasks expire.
+  std::chrono::milliseconds backgroundTime = std::chrono::minutes(3);
 };
 
 /// Main thread; lives until the process ends once it is installed. A QApplication exists already
