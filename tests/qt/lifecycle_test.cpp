@@ -4,15 +4,9 @@
 #include <gtest/gtest.h>
 #include <korvani/qt/background_tasks.h>
 #include <korvani/qt/lifecycle.h>
-#include <korvani/qt/open_url.h>
 
 #include <QDBusArgument>
-#include <QDesktopServices>
 #include <QDir>
-#include <QFile>
-#include <QObject>
-#include <QTemporaryDir>
-#include <QUrl>
 #include <QWidget>
 #include <limits>
 #include <optional>
@@ -207,38 +201,5 @@ TEST_F(SleepTest, OfALogindThatRefusesExpiresTasksAllTheSame) {
   EXPECT_EQ(tasks_.timeRemaining(), std::numeric_limits<double>::max()) << "in the foreground";
 }
 
-/// Stands for an application that takes a scheme.
-class Taker : public QObject {
-  Q_OBJECT
- public:
-  std::vector<QUrl> taken;
-  Q_SLOT void take(const QUrl& url) { taken.push_back(url); }
-};
-
-TEST(OpenUrlTest, OnlyWhatSomethingHandles) {
-  Taker taker;
-  QDesktopServices::setUrlHandler(QStringLiteral("shop"), &taker, "take");
-  QDesktopServices::setUrlHandler(QStringLiteral("file"), &taker, "take");
-  EXPECT_TRUE(openOnDesktop("shop://today?a=b%20c#d"));
-  for (const char* refused : {"unknown://today", "file:///etc/hostname", "FILE:/etc/hostname",
-                              "/etc/hostname", "hostname", "", "http://[", "shop"}) {
-    EXPECT_FALSE(openOnDesktop(refused)) << refused;
-  }
-  ASSERT_EQ(taker.taken.size(), 1U);
-  EXPECT_EQ(taker.taken[0].toString(QUrl::FullyEncoded), QStringLiteral("shop://today?a=b%20c#d"));
-
-  const QTemporaryDir home;
-  qputenv("XDG_DATA_HOME", home.path().toLocal8Bit());
-  QDir(home.path()).mkdir(QStringLiteral("applications"));
-  QFile list(home.filePath(QStringLiteral("applications/mimeinfo.cache")));
-  ASSERT_TRUE(list.open(QIODevice::WriteOnly));
-  list.write("[MIME Cache]\ntext/plain=a.desktop;\nx-scheme-handler/shop=b.desktop;\n");
-  list.close();
-  EXPECT_TRUE(hasSchemeHandler("shop"));
-  EXPECT_FALSE(hasSchemeHandler("sho"));
-}
-
 }  // namespace
 }  // namespace korvani::qt
-
-#include "lifecycle_test.moc"

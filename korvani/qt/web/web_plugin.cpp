@@ -45,26 +45,26 @@ bool haveShareContext() {
   return QOpenGLContext::globalShareContext() != nullptr;
 }
 
-bool isSandboxRefused() {
-  const bool isOff = qgetenv("QTWEBENGINE_DISABLE_SANDBOX") == "1" ||
-                     qgetenv("QTWEBENGINE_CHROMIUM_FLAGS").contains("--no-sandbox");
-  return geteuid() == 0 && !isOff;
+bool isSandboxOff() {
+  return qgetenv("QTWEBENGINE_DISABLE_SANDBOX") == "1" ||
+         qgetenv("QTWEBENGINE_CHROMIUM_FLAGS").contains("--no-sandbox");
+}
+
+/// Empty when all is there.
+QString whyNotToLoad(const QString& plugin) {
+  if (plugin.isEmpty()) return "the web plug-in is not installed";
+  if (geteuid() == 0 && !isSandboxOff()) return "the web engine has no sandbox for root";
+  if (!haveShareContext())
+    return "there is no OpenGL context that Phone::prepareApplication() asks for";
+  return {};
 }
 
 }  // namespace
 
 PageViews* pageViews(QString& reason) {
   static QPluginLoader loader(pluginFile());
-  if (!loader.isLoaded()) {
-    if (isSandboxRefused()) {
-      reason = "the web engine has no sandbox for root";
-      return nullptr;
-    }
-    if (!haveShareContext()) {
-      reason = "this application was made without Phone::prepareApplication()";
-      return nullptr;
-    }
-  }
+  if (!loader.isLoaded()) reason = whyNotToLoad(loader.fileName());
+  if (!reason.isEmpty()) return nullptr;
   auto* const views = qobject_cast<PageViews*>(loader.instance());
   if (!views) reason = "the web plug-in cannot be loaded: " + loader.errorString();
   return views;
