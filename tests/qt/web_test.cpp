@@ -130,7 +130,6 @@ int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   qputenv("no_proxy", "*");
   if (geteuid() == 0) qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");  // it refuses to run as root
-  korvani::qt::Phone::prepareApplication();
   QApplication application(argc, argv);
   return RUN_ALL_TESTS();
 }
