@@ -125,7 +125,7 @@ class LinuxPhone final : public Phone {
 }  // namespace
 
 void Phone::prepareApplication() {
-  // The web engine comes with a plug-in, too late to ask for this itself.
+  // In place of the context that is made just before the web plug-in is loaded.
   QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
 }
 

@@ -1,7 +1,6 @@
 // The Linux phone on Qt 6. A host makes it with its window, installs it and forwards what the phone
 // tells it:
 //
-//   qt::Phone::prepareApplication();
 //   QApplication application(argc, argv);
 //   ...
 //   auto phone = qt::Phone::create(&window);
@@ -39,7 +38,8 @@ struct PhoneOptions {
 /// then shows nothing.
 class KORVANI_EXPORT Phone : public platform::Platform {
  public:
-  /// Before the QApplication is made: lets its windows show web pages, which all fail without it.
+  /// Before the QApplication is made, and needed only where the build says that Qt lacks what else
+  /// prepares web pages: without it they then open in the browser.
   static void prepareApplication();
   static std::shared_ptr<Phone> create(QWidget* hostWindow, PhoneOptions options = {});
 

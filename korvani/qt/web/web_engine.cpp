@@ -47,8 +47,8 @@ void setUp(QWebEngineProfile& profile) {
 /// is told no.
 class Page final : public QWebEnginePage {
  public:
-  Page(QWebEngineProfile* profile, std::function<void(const QString&)> loadFailed)
-      : QWebEnginePage(profile), loadFailed_(std::move(loadFailed)) {
+  Page(QWebEngineProfile* profile, QObject* parent, std::function<void(const QString&)> loadFailed)
+      : QWebEnginePage(profile, parent), loadFailed_(std::move(loadFailed)) {
     connect(this, &QWebEnginePage::loadingChanged, this, &Page::follow);
     connect(this, &QWebEnginePage::renderProcessTerminated, this, &Page::showNothing);
     connect(this, &QWebEnginePage::newWindowRequested, this,
@@ -123,7 +123,7 @@ class Page final : public QWebEnginePage {
 class EngineView final : public PageView {
  public:
   EngineView(QWidget* parent, std::function<void(const QString&)> loadFailed)
-      : PageView(parent), page_(&profile_, std::move(loadFailed)) {
+      : PageView(parent), page_(&profile_, this, std::move(loadFailed)) {
     setUp(profile_);
     view_.setPage(&page_);
     view_.setContextMenuPolicy(Qt::NoContextMenu);
