@@ -23,7 +23,9 @@ const QString kLocale = QStringLiteral("Locale");
 SystemLocale::SystemLocale() {
   auto bus = QDBusConnection::systemBus();
   if (!bus.isConnected()) return;
-  bus.connect(kLocaled, kPath, kProperties, QStringLiteral("PropertiesChanged"), this,
+  // Localed starts only to make a change: of a service that has just come, Qt would miss the
+  // signal. Whoever else sends it just has the settings read.
+  bus.connect(QString(), kPath, kProperties, QStringLiteral("PropertiesChanged"), this,
               SLOT(propertiesChanged(QString, QVariantMap, QStringList)));
 }
 
