@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <korvani/qt/background_tasks.h>
 #include <korvani/qt/lifecycle.h>
+#include <korvani/qt/phone.h>
 
 #include <QDBusArgument>
 #include <QDir>
+#include <QTemporaryDir>
 #include <QWidget>
 #include <limits>
 #include <optional>
@@ -91,6 +93,29 @@ TEST(BackgroundTasksTest, ExpireOnceInTheBackground) {
   settle();
   EXPECT_THAT(expired, ElementsAre(2, 5));
   EXPECT_EQ(tasks.timeRemaining(), std::numeric_limits<double>::max());
+}
+
+TEST(PhoneTest, TellsTheHostOfTheBackgroundAndThenItsObservers) {
+  const PrivateBus bus;
+  const QTemporaryDir folder;
+  QWidget window;
+  PhoneOptions options;
+  options.settingsFile = folder.filePath(QStringLiteral("settings.ini"));
+  options.backgroundTime = std::chrono::seconds(50);
+  const auto phone = Phone::create(&window, options);
+  std::vector<std::string> told;
+  phone->forwardLifecycle([&] { told.emplace_back("background"); },
+                          [&] { told.emplace_back("active"); });
+  phone->defaultNotificationCenter().addObserver(
+      platform::kApplicationDidEnterBackgroundNotification, [&] { told.emplace_back("observer"); });
+  window.show();
+  window.activateWindow();
+  runUntil([&] { return !told.empty(); });
+  EXPECT_GT(phone->application().backgroundTimeRemaining(), 1e9);
+  window.showMinimized();
+  runUntil([&] { return told.size() == 3; });
+  EXPECT_THAT(told, ElementsAre("active", "background", "observer"));
+  EXPECT_LE(phone->application().backgroundTimeRemaining(), 50);
 }
 
 class SleepTest : public testing::Test {
