@@ -67,7 +67,9 @@ void Lifecycle::look() {
   const bool hasFocus = QGuiApplication::applicationState() == Qt::ApplicationActive;
   if (hasFocus || anyWindowIsExposed()) framesRefused_ = 0;
   const bool wasInBackground = std::exchange(inBackground_, isInBackground());
-  if (hasFocus || inBackground_ || !QGuiApplication::platformName().startsWith(u"wayland")) {
+  const bool isUncertain = hadWindow_ && !hasFocus && !inBackground_ &&
+                           QGuiApplication::platformName().startsWith(u"wayland");
+  if (!isUncertain) {
     probing_.stop();
   } else if (!probing_.isActive()) {
     probing_.start();
