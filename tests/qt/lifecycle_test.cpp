@@ -143,6 +143,7 @@ class SleepTest : public testing::Test {
       list.endStructure();
       found.push_back(what + QLatin1Char(' ') + mode);
     }
+    list.endArray();
     return found;
   }
   static void becomes(std::size_t count) {
