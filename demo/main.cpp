@@ -238,7 +238,6 @@ class Demonstration {
 #include "main.moc"
 
 int main(int argc, char** argv) {
-  korvani::qt::Phone::prepareApplication();
   QApplication application(argc, argv);
   QApplication::setApplicationName("korvani-demo");
   QApplication::setApplicationDisplayName("Fernhill Market");

@@ -26,8 +26,6 @@ namespace korvani::qt {
 
 namespace {
 
-constexpr std::chrono::minutes kBackgroundBudget{3};
-
 location::Moment now() {
   return std::chrono::floor<std::chrono::milliseconds>(std::chrono::steady_clock::now());
 }
@@ -48,7 +46,7 @@ class LinuxPhone final : public Phone {
         notifications_([this](const std::string& text, std::function<void()> opened) {
           screens_.showBanner(text, std::move(opened));
         }),
-        backgroundTasks_(kBackgroundBudget),
+        backgroundTasks_(options.backgroundTime),
         device_(screens_),
         application_(screens_, notifications_, backgroundTasks_, queues_.mainQueue()),
         lifecycle_([this] { enteredBackground(); }, [this] { becameActive(); }) {
@@ -131,7 +129,7 @@ class LinuxPhone final : public Phone {
 }  // namespace
 
 void Phone::prepareApplication() {
-  // The web engine comes with a plug-in, too late to ask for this itself.
+  // In place of the context that is made just before the web plug-in is loaded.
   QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
 }
 

@@ -1,7 +1,6 @@
 // The Linux phone on Qt 6. A host makes it with its window, installs it and forwards what the phone
 // tells it:
 //
-//   qt::Phone::prepareApplication();
 //   QApplication application(argc, argv);
 //   ...
 //   auto phone = qt::Phone::create(&window);
@@ -15,6 +14,7 @@
 #include <korvani/qt/bluetooth/settings.h>
 
 #include <QString>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -35,6 +35,8 @@ struct PhoneOptions {
   /// each figure means.
   location::LocationSettings locationSettings{};
   bluetooth::Settings bluetoothSettings{};
+  /// How long the application may go on in the background before its tasks expire.
+  std::chrono::milliseconds backgroundTime = std::chrono::minutes(3);
 };
 
 /// Main thread; lives until the process ends once it is installed. A QApplication exists already
@@ -42,7 +44,8 @@ struct PhoneOptions {
 /// then shows nothing.
 class KORVANI_EXPORT Phone : public platform::Platform {
  public:
-  /// Before the QApplication is made: lets its windows show web pages, which all fail without it.
+  /// Before the QApplication is made, and needed only where the build says that Qt lacks what else
+  /// prepares web pages: without it they then open in the browser.
   static void prepareApplication();
   static std::shared_ptr<Phone> create(QWidget* hostWindow, PhoneOptions options = {});
 

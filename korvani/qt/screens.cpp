@@ -45,7 +45,12 @@ platform::Rect Screens::mainScreenBounds() const {
 
 void Screens::present(std::shared_ptr<platform::ViewController> presented, bool animated,
                       platform::Completion completion) {
-  onMain([=](Parts& parts) { parts.stage.present(presented, animated, completion); });
+  onMain([=](Parts& parts) {
+    if (!isInBrowser(*presented)) return parts.stage.present(presented, animated, completion);
+    // It has come and gone, in its turn.
+    parts.stage.dismiss(presented, false, completion);
+    presented->dismissViewControllerAnimated(false);
+  });
 }
 
 void Screens::dismiss(std::shared_ptr<platform::ViewController> presented, bool animated,
@@ -55,7 +60,9 @@ void Screens::dismiss(std::shared_ptr<platform::ViewController> presented, bool 
 
 void Screens::push(std::shared_ptr<platform::NavigationController> navigation,
                    std::shared_ptr<platform::ViewController> pushed, bool animated) {
-  onMain([=](Parts& parts) { parts.stage.push(navigation, pushed, animated); });
+  onMain([=](Parts& parts) {
+    if (!isInBrowser(*pushed)) parts.stage.push(navigation, pushed, animated);
+  });
 }
 
 std::shared_ptr<platform::WebView> Screens::newWebView(platform::Rect frame) {

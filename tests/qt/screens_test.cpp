@@ -283,32 +283,6 @@ TEST_F(ScreensTest, TheKeyboardStaysInThePopUpUntilItGoes) {
   EXPECT_EQ(QApplication::focusWidget(), &field);
 }
 
-class Failures final : public platform::WebViewDelegate {
- public:
-  void webViewDidFailLoadWithError(const std::shared_ptr<platform::WebView>&,
-                                   const std::string& text) override {
-    texts.push_back(text);
-  }
-  std::vector<std::string> texts;
-};
-
-TEST_F(ScreensTest, PagesFailWhereNoneCanBeShown) {
-  // This application was not prepared for pages, and in the end has no window either.
-  const auto delegate = std::make_shared<Failures>();
-  const auto web = screens_.newWebView({0, 64, 200, 236});
-  web->setDelegate(delegate);
-  const auto popUp = std::make_shared<PopUp>();
-  popUp->view()->addSubview(web);
-  web->loadRequest(platform::URL::URLWithString("http://127.0.0.1/"));
-  EXPECT_TRUE(delegate->texts.empty());
-  show(popUp);
-  EXPECT_THAT(delegate->texts, ElementsAre(testing::HasSubstr("prepareApplication")));
-  host_.reset();
-  web->loadRequest(std::nullopt);
-  runUntil([&] { return delegate->texts.size() == 2; });
-  EXPECT_THAT(delegate->texts.back(), testing::HasSubstr("window"));
-}
-
 class AnsweredAlert final : public platform::AlertDelegate {
  public:
   void alertClickedButtonAtIndex(int index) override { indexes.push_back(index); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <korvani/platform/queues.h>
+#include <korvani/platform/screens/view_controller.h>
 #include <korvani/platform/screens/web_view.h>
 #include <korvani/qt/web/page_view.h>
 
@@ -12,7 +13,8 @@
 namespace korvani::qt {
 
 /// Main thread. Only http, https and about:blank are shown: what else is asked for fails, as all
-/// does where the plug-in is missing or the window is gone. Nothing of a page is kept on disk.
+/// does when the window is gone. Where the plug-in cannot be had, the page goes to the browser.
+/// Nothing of a page is kept on disk.
 class WebView final : public platform::WebView {
  public:
   WebView(platform::Rect frame, QWidget* window, platform::Queue& mainQueue)
@@ -21,12 +23,16 @@ class WebView final : public platform::WebView {
 
   /// The page's widget, hidden in the window until a mirror takes it; null before the first load.
   QWidget* page();
+  /// Did the browser take what was last asked for?
+  bool isInBrowser() const { return isInBrowser_; }
 
  protected:
   void load(const std::optional<platform::URL>& url) override;
 
  private:
-  bool makePage();
+  bool makePage(QString& reason);
+  void openInBrowser(const platform::URL& url, const QString& reason);
+  void fail(const QString& text);
   /// Tells the delegate later, if there is still a view; a page may call it after its view has
   /// died.
   std::function<void(const QString&)> failure();
@@ -35,6 +41,10 @@ class WebView final : public platform::WebView {
   platform::Queue& mainQueue_;
   QPointer<PageView> page_;
   bool hadPage_ = false;
+  bool isInBrowser_ = false;
 };
+
+/// Main thread. A screen whose page the browser shows has nothing to show itself.
+bool isInBrowser(platform::ViewController& controller);
 
 }  // namespace korvani::qt
