@@ -8,6 +8,7 @@
 //   platform::Platform::install(phone);
 //   phone->setLocalNotificationOpenedHandler(&Korvani::didReceiveLocalNotification);
 //   phone->forwardLifecycle(&Korvani::didEnterBackground, &Korvani::didBecomeActive);
+//   phone->whenLaunched([](auto launch) { Korvani::initWithAPIKey("key", launch, true); });
 #pragma once
 
 #include <korvani/platform/platform.h>
@@ -29,6 +30,8 @@ struct PhoneOptions {
   std::map<std::string, std::string> mappedHosts;
   /// The INI file of the user-defaults store; empty: the host's own QSettings.
   QString settingsFile;
+  /// Where notifications wait to be opened; empty: a folder among the host's own data.
+  QString notificationsFolder;
 };
 
 /// Main thread; lives until the process ends once it is installed. A QApplication exists already
@@ -44,6 +47,11 @@ class KORVANI_EXPORT Phone : public platform::Platform {
   /// opens. One that is opened before there is a handler waits for it.
   virtual void setLocalNotificationOpenedHandler(
       std::function<void(const platform::Value& userInfo)> handler) = 0;
+  /// Called once on the main thread, soon and never from inside this call, with the local
+  /// notification whose opening started this process, or null: for the kit's start call. Only then
+  /// does the handler above hear of other notifications. Without this it hears of all.
+  virtual void whenLaunched(
+      std::function<void(std::shared_ptr<const platform::LocalNotification> launch)> launched) = 0;
   /// Calls these on the main thread when the application goes into the background and when it
   /// becomes active.
   virtual void forwardLifecycle(std::function<void()> didEnterBackground,

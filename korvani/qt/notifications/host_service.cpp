@@ -1,0 +1,85 @@
+// Exports the object first and asks for the name then: what waits for the name comes with it.
+#include <korvani/qt/log.h>
+#include <korvani/qt/notifications/bus.h>
+#include <korvani/qt/notifications/host_service.h>
+
+#include <QCoreApplication>
+#include <QFileOpenEvent>
+#include <QGuiApplication>
+#include <QRegularExpression>
+#include <QUrl>
+
+namespace korvani::qt::notifications {
+
+namespace {
+
+constexpr uint kDoNotQueue = 4;
+constexpr qsizetype kLongestName = 255;
+
+/// Empty when the desktop entry's name is none that a service can have.
+QString nameOfHost() {
+  QString name = QGuiApplication::desktopFileName();
+  if (name.endsWith(QLatin1String(".desktop"))) name.chop(8);
+  static const QRegularExpression valid(
+      QStringLiteral("\\A[A-Za-z_-][A-Za-z0-9_-]*(\\.[A-Za-z_-][A-Za-z0-9_-]*)+\\z"));
+  return name.size() <= kLongestName && valid.match(name).hasMatch() ? name : QString();
+}
+
+QString pathOf(QString name) {
+  name.replace(QLatin1Char('.'), QLatin1Char('/')).replace(QLatin1Char('-'), QLatin1Char('_'));
+  return QLatin1Char('/') + name;
+}
+
+}  // namespace
+
+HostService::~HostService() {
+  if (name_.isEmpty()) return;
+  auto bus = QDBusConnection::sessionBus();
+  bus.unregisterObject(pathOf(name_));
+  bus.send(newBusCall("ReleaseName", {name_}));
+}
+
+void HostService::start() {
+  const QString name = nameOfHost();
+  auto bus = QDBusConnection::sessionBus();
+  if (name.isEmpty() || !bus.isConnected()) return listener_.settled();
+  if (!bus.registerObject(pathOf(name), this, QDBusConnection::ExportScriptableSlots)) {
+    qCWarning(phoneLog, "%s is the host's own: notifications do not start it",
+              qUtf8Printable(pathOf(name)));
+    return listener_.settled();
+  }
+  name_ = name;
+  send(newBusCall("RequestName", {name, kDoNotQueue}), this, [this](const QDBusMessage& answer) {
+    isOnBus_ = !isError(answer);
+    if (!isOnBus_) {
+      qCWarning(phoneLog, "the name %s is refused (%s): notifications do not start the host",
+                qUtf8Printable(name_), qUtf8Printable(answer.errorName()));
+    }
+    // The bus hands over what waited for the name before it answers anything else.
+    send(newBusCall("GetId"), this, [this](const QDBusMessage&) { listener_.settled(); });
+  });
+}
+
+void HostService::Activate(const QVariantMap& platformData) {
+  listener_.activated(activationToken(platformData));
+}
+
+void HostService::Open(const QStringList& uris, const QVariantMap& platformData) {
+  for (const QString& uri : uris) {
+    QCoreApplication::postEvent(qApp, new QFileOpenEvent(QUrl(uri)));
+  }
+  Activate(platformData);
+}
+
+void HostService::ActivateAction(const QString& action, const QVariantList& parameter,
+                                 const QVariantMap& platformData) {
+  listener_.actionActivated(action, parameter.value(0), activationToken(platformData));
+}
+
+QString activationToken(const QVariantMap& platformData) {
+  const QString token = platformData.value(QStringLiteral("activation-token")).toString();
+  return token.isEmpty() ? platformData.value(QStringLiteral("desktop-startup-id")).toString()
+                         : token;
+}
+
+}  // namespace korvani::qt::notifications
