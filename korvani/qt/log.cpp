@@ -41,7 +41,7 @@ void Log::write(std::string_view line) {
 }
 
 void Log::setDebug(bool debug) {
-  if (debug) qCInfo(phoneLog, "%s", qUtf8Printable(describePhone_()));
+  if (debug && describePhone_) qCInfo(phoneLog, "%s", qUtf8Printable(describePhone_()));
 }
 
 }  // namespace korvani::qt

@@ -17,7 +17,7 @@ Q_DECLARE_LOGGING_CATEGORY(phoneLog)
 class Log final : public platform::Log {
  public:
   /// `describePhone`: for developers, what the phone has chosen; one line.
-  Log(ApplicationLife& life, std::function<QString()> describePhone);
+  explicit Log(ApplicationLife& life, std::function<QString()> describePhone = {});
   void write(std::string_view line) override;
   void setDebug(bool debug) override;
 

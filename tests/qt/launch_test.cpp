@@ -9,7 +9,9 @@
 #include <signal.h>
 
 #include <QAbstractEventDispatcher>
-#include <QDateTime>
+#include <QDBusArgument>
+#include <QDBusPendingCall>
+#include <QDBusVariant>
 #include <QGuiApplication>
 #include <QTemporaryDir>
 #include <algorithm>
@@ -134,7 +136,7 @@ class Portal {
       added.push_back(qdbus_cast<QVariantMap>(call.arguments().value(1)));
       // A sound in a file is of no kind that this portal plays.
       const bool plays =
-          added.back()[QStringLiteral("sound")].typeId() != qMetaTypeId<QDBusArgument>();
+          added.back().value(QStringLiteral("sound")).typeId() != qMetaTypeId<QDBusArgument>();
       return plays ? QVariant(true) : QVariant();
     };
     services_.answers[QStringLiteral("RemoveNotification")] = [this](const QDBusMessage& call) {
@@ -147,7 +149,7 @@ class Portal {
   void tellAction() {
     services_.tell(QStringLiteral("/org/freedesktop/portal/desktop"),
                    QStringLiteral("org.freedesktop.portal.Notification"), "ActionInvoked",
-                   {id, added.back()[QStringLiteral("default-action")],
+                   {id, added.back().value(QStringLiteral("default-action")),
                     QVariant::fromValue(QVariantList{id})});
   }
   /// Opens the last as it does for one that is, or that the bus can start.
@@ -155,7 +157,7 @@ class Portal {
     auto call = QDBusMessage::createMethodCall(kHost, QStringLiteral("/org/example/Shop"),
                                                QStringLiteral("org.freedesktop.Application"),
                                                QStringLiteral("ActivateAction"));
-    const QString action = added.back()[QStringLiteral("default-action")].toString();
+    const QString action = added.back().value(QStringLiteral("default-action")).toString();
     ASSERT_TRUE(action.startsWith(QStringLiteral("app.")));
     call.setArguments(
         {action.mid(4), QVariantList{id},

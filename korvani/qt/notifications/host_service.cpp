@@ -43,7 +43,7 @@ void HostService::start() {
   const QString name = nameOfHost();
   auto bus = QDBusConnection::sessionBus();
   if (name.isEmpty() || !bus.isConnected()) return listener_.settled();
-  if (!bus.registerObject(pathOf(name), this, QDBusConnection::ExportScriptableSlots)) {
+  if (!bus.registerObject(pathOf(name), this, QDBusConnection::ExportScriptableInvokables)) {
     qCWarning(phoneLog, "%s is the host's own: notifications do not start it",
               qUtf8Printable(pathOf(name)));
     return listener_.settled();

@@ -5,6 +5,7 @@
 #include <korvani/qt/notifications/sound.h>
 
 #include <QDBusArgument>
+#include <QDBusMetaType>
 #include <QDBusVariant>
 #include <QFile>
 #include <QVariantMap>
@@ -25,21 +26,40 @@ QDBusMessage portalCall(const char* method, const QVariantList& arguments) {
   return newCall(kPortal, kPath, kNotification, method, arguments);
 }
 
-/// ("file-descriptor", <descriptor>), or "silent".
+/// In Qt's terms, as descriptors are not taken into a QDBusArgument of our own making.
+struct SoundFile {
+  QString kind = QStringLiteral("file-descriptor");
+  QDBusVariant descriptor;
+};
+
+QDBusArgument& operator<<(QDBusArgument& argument, const SoundFile& sound) {
+  argument.beginStructure();
+  argument << sound.kind << sound.descriptor;
+  argument.endStructure();
+  return argument;
+}
+
+const QDBusArgument& operator>>(const QDBusArgument& argument, SoundFile& sound) {
+  argument.beginStructure();
+  argument >> sound.kind >> sound.descriptor;
+  argument.endStructure();
+  return argument;
+}
+
 QVariant portalSound(const QString& file) {
   const auto descriptor = soundInMemory(file);
   if (!descriptor.isValid()) return QStringLiteral("silent");
-  QDBusArgument sound;
-  sound.beginStructure();
-  sound << QStringLiteral("file-descriptor") << QDBusVariant(QVariant::fromValue(descriptor));
-  sound.endStructure();
+  SoundFile sound;
+  sound.descriptor.setVariant(QVariant::fromValue(descriptor));
   return QVariant::fromValue(sound);
 }
 
 }  // namespace
 
 PortalService::PortalService(std::function<bool()> hostIsOnBus)
-    : Service(kPortal), hostIsOnBus_(std::move(hostIsOnBus)) {}
+    : Service(kPortal), hostIsOnBus_(std::move(hostIsOnBus)) {
+  qDBusRegisterMetaType<SoundFile>();
+}
 
 bool PortalService::isNeeded() {
   return QFile::exists(QStringLiteral("/.flatpak-info")) || !qEnvironmentVariableIsEmpty("SNAP");
