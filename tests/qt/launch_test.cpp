@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/codec/json.h>
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/notifications/local_notifications.h>
 #include <korvani/qt/notifications/sound.h>
 #include <korvani/qt/notifications/store.h>
@@ -154,15 +155,11 @@ class Portal {
   }
   /// Opens the last as it does for one that is, or that the bus can start.
   void activateAction() {
-    auto call = QDBusMessage::createMethodCall(kHost, QStringLiteral("/org/example/Shop"),
-                                               QStringLiteral("org.freedesktop.Application"),
-                                               QStringLiteral("ActivateAction"));
     const QString action = added.back().value(QStringLiteral("default-action")).toString();
     ASSERT_TRUE(action.startsWith(QStringLiteral("app.")));
-    call.setArguments(
-        {action.mid(4), QVariantList{id},
-         QVariantMap{{QStringLiteral("desktop-startup-id"), QStringLiteral("token")}}});
-    QDBusConnection::sessionBus().asyncCall(call);
+    QDBusConnection::sessionBus().asyncCall(
+        newCall(kHost, "/org/example/Shop", "org.freedesktop.Application", "ActivateAction",
+                {action.mid(4), QVariantList{id}, QVariantMap{{"desktop-startup-id", "token"}}}));
   }
 
   uint version = 1;
@@ -227,10 +224,8 @@ class LaunchTest : public testing::Test {
  protected:
   LaunchTest() { bus_.setStarted(kHost, (QStringList{command_} + arguments_).join(' ')); }
   ~LaunchTest() override {
-    const auto answer = QDBusConnection::sessionBus().call(
-        QDBusMessage::createMethodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                       "org.freedesktop.DBus", "GetConnectionUnixProcessID")
-        << kHost);
+    const auto answer =
+        QDBusConnection::sessionBus().call(newBusCall("GetConnectionUnixProcessID", {kHost}));
     if (const uint host = answer.arguments().value(0).toUInt())
       kill(static_cast<pid_t>(host), SIGKILL);
   }
@@ -259,7 +254,6 @@ class LaunchTest : public testing::Test {
 
 TEST_F(LaunchTest, StartsTheHostThatHasEnded) {
   QProcess first;
-  first.setProcessChannelMode(QProcess::ForwardedChannels);
   const QString scenario = QStringLiteral(
       "{\"type\": \"IMG\", \"image\": {\"url\": \"http://shop.example/pear\"}, "
       "\"scenario_history_id\": 9007199254740993, \"notification_text\": \"Pears\"}");
@@ -268,6 +262,8 @@ TEST_F(LaunchTest, StartsTheHostThatHasEnded) {
   EXPECT_EQ(portal_.added[0][QStringLiteral("body")], QVariant("Pears"));
   first.kill();
   first.waitForFinished(-1);
+  EXPECT_THAT(first.readAllStandardError().toStdString(),
+              HasSubstr("notifications go through org.freedesktop.portal.Notification"));
   EXPECT_FALSE(heard("/shown"));
 
   portal_.activateAction();

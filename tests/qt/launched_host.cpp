@@ -41,6 +41,7 @@ int main(int argc, char** argv) {
   phone->setLocalNotificationOpenedHandler(&Korvani::didReceiveLocalNotification);
   phone->whenLaunched([&](const auto& launch) {
     Korvani::initWithAPIKey("key", launch, /*isProd=*/false);
+    Korvani::setDebugLogEnabled(true);
     if (launch)
       tellService("launched-by-" + launch->userInfo.at("scenario_history_id").plainText());
     if (argc < 4) return;

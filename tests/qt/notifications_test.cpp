@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <korvani/codec/json.h>
 #include <korvani/qt/battery.h>
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/notifications/local_notifications.h>
 
 #include <QDBusArgument>
@@ -193,59 +194,34 @@ TEST_F(Notifications, WaitForAServiceOrAWindow) {
   EXPECT_THAT(banners_, ElementsAre("third"));
 }
 
-/// dunst, on a display of its own; it is told by its own interface what a user would do.
-class Dunst {
- public:
-  Dunst() {
-    screen_.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1")});
-    screen_.waitForReadyRead(-1);
-    const QString display = QLatin1Char(':') + QString::fromLatin1(screen_.readLine().trimmed());
-    auto environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DISPLAY"), display);
-    dunst_.setProcessEnvironment(environment);
-    QDBusServiceWatcher watcher(kService, QDBusConnection::sessionBus());
-    bool isThere = false;
-    QObject::connect(&watcher, &QDBusServiceWatcher::serviceRegistered, [&] { isThere = true; });
-    dunst_.start(QStringLiteral("dunst"), {});
-    runUntil([&] { return isThere; });
-  }
-  ~Dunst() {
-    for (QProcess* process : {&dunst_, &screen_}) {
-      process->kill();
-      process->waitForFinished(-1);
-    }
-  }
-
-  QDBusMessage call(const char* method, const QVariantList& arguments = {}) {
-    auto call = QDBusMessage::createMethodCall(
-        kService, kPath, QStringLiteral("org.dunstproject.cmd0"), QString::fromLatin1(method));
-    call.setArguments(arguments);
-    return QDBusConnection::sessionBus().call(call);
-  }
-
- private:
-  QProcess screen_;
-  QProcess dunst_;
-};
-
-TEST_F(Notifications, AreShownAndOpenedByARealService) {
-  Dunst dunst;
+TEST_F(Notifications, AreShownAndOpenedByARealServiceThatTheBusStarts) {
+  QProcess screen;
+  screen.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1")});
+  screen.waitForReadyRead(-1);
+  bus_.setStarted(kService, QStringLiteral("/usr/bin/env DISPLAY=:%1 dunst")
+                                .arg(QString::fromLatin1(screen.readLine().trimmed())));
+  const auto dunst = [](const char* method, const QVariantList& arguments) {
+    return QDBusConnection::sessionBus().call(
+        newCall(kService, kPath, QStringLiteral("org.dunstproject.cmd0"), method, arguments));
+  };
   expectOpened();
   post("<b>1</b> & 2", 1);
   post("3", 2);
   // An error as long as nothing is shown, and no event then: so asked again and again.
   while (opened_.size() < 2) {
-    dunst.call("NotificationAction", {0U});
+    dunst("NotificationAction", {0U});
     QCoreApplication::processEvents();
   }
   EXPECT_THAT(opened_, testing::UnorderedElementsAre(userInfo(1), userInfo(2)));
   EXPECT_EQ(raisedWith_.size(), 2U);
   EXPECT_THAT(banners_, ElementsAre());
-  const auto history = qdbus_cast<QList<QVariantMap>>(
-      dunst.call("NotificationListHistory").arguments().value(0).value<QDBusArgument>());
+  const auto history =
+      qdbus_cast<QList<QVariantMap>>(dunst("NotificationListHistory", {}).arguments().value(0));
   ASSERT_EQ(history.size(), 2);
   // Its markup, which it was told not to read as such.
   EXPECT_EQ(history.back()["body"].toString(), QStringLiteral("&lt;b&gt;1&lt;/b&gt; &amp; 2"));
+  screen.kill();
+  screen.waitForFinished(-1);
 }
 
 TEST(BatteryTest, FollowsThePowerService) {

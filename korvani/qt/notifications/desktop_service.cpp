@@ -1,9 +1,8 @@
 // Asks the service what it can do, posts, and waits for the user's click.
-#include <korvani/qt/notifications/bus.h>
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/notifications/desktop_service.h>
 #include <korvani/qt/notifications/sound.h>
 
-#include <QGuiApplication>
 #include <QVariantMap>
 #include <utility>
 
@@ -33,15 +32,16 @@ void DesktopService::subscribe() {
   connect("ActionInvoked", SLOT(actionInvoked(QDBusMessage)));
   connect("NotificationClosed", SLOT(notificationClosed(QDBusMessage)));
   ++unanswered_;
-  send(newBusCall("GetId"), this, [this](const QDBusMessage& answer) {
-    busId_ = answer.arguments().value(0).toString();
-    answerCame();
-  });
+  call(QDBusConnection::sessionBus(), newBusCall("GetId"), this,
+       [this](const QDBusMessage& answer) {
+         busId_ = answer.arguments().value(0).toString();
+         answerCame();
+       });
 }
 
 void DesktopService::show(const Posting& posting, Answered answered) {
   // Asked each time: another service may have taken the place of the last one.
-  send(newCall(kService, kPath, kService, "GetCapabilities"), this,
+  call(QDBusConnection::sessionBus(), newCall(kService, kPath, kService, "GetCapabilities"), this,
        [this, posting, answered = std::move(answered)](const QDBusMessage& answer) {
          const auto capabilities = answer.arguments().value(0).toStringList();
          if (isError(answer) || !capabilities.contains(QStringLiteral("actions"))) {
@@ -57,9 +57,7 @@ void DesktopService::notify(const Posting& posting, const QStringList& capabilit
     return capabilities.contains(QString::fromLatin1(what));
   };
   QVariantMap hints;
-  if (!QGuiApplication::desktopFileName().isEmpty()) {
-    hints.insert(QStringLiteral("desktop-entry"), QGuiApplication::desktopFileName());
-  }
+  if (!desktopEntry().isEmpty()) hints.insert(QStringLiteral("desktop-entry"), desktopEntry());
   const QString sound = can("sound") ? soundOnDisk(posting.soundFile) : QString();
   if (!sound.isEmpty()) {
     hints.insert(QStringLiteral("sound-file"), sound);
@@ -72,7 +70,7 @@ void DesktopService::notify(const Posting& posting, const QStringList& capabilit
                                body,       QStringList{kDefaultAction, QString()},
                                hints,      -1};
   ++unanswered_;
-  send(newCall(kService, kPath, kService, "Notify", arguments), this,
+  call(QDBusConnection::sessionBus(), newCall(kService, kPath, kService, "Notify", arguments), this,
        [this, id = posting.id, answered](const QDBusMessage& answer) {
          const QString place = isError(answer) ? QString() : placeOf(answer);
          if (!place.isEmpty()) shown_.insert(place, id);

@@ -1,11 +1,11 @@
 // Exports the object first and asks for the name then: what waits for the name comes with it.
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/log.h>
-#include <korvani/qt/notifications/bus.h>
 #include <korvani/qt/notifications/host_service.h>
+#include <korvani/qt/notifications/service.h>
 
 #include <QCoreApplication>
 #include <QFileOpenEvent>
-#include <QGuiApplication>
 #include <QRegularExpression>
 #include <QUrl>
 
@@ -16,13 +16,10 @@ namespace {
 constexpr uint kDoNotQueue = 4;
 constexpr qsizetype kLongestName = 255;
 
-/// Empty when the desktop entry's name is none that a service can have.
-QString nameOfHost() {
-  QString name = QGuiApplication::desktopFileName();
-  if (name.endsWith(QLatin1String(".desktop"))) name.chop(8);
+bool canBeService(const QString& name) {
   static const QRegularExpression valid(
       QStringLiteral("\\A[A-Za-z_-][A-Za-z0-9_-]*(\\.[A-Za-z_-][A-Za-z0-9_-]*)+\\z"));
-  return name.size() <= kLongestName && valid.match(name).hasMatch() ? name : QString();
+  return name.size() <= kLongestName && valid.match(name).hasMatch();
 }
 
 QString pathOf(QString name) {
@@ -40,24 +37,26 @@ HostService::~HostService() {
 }
 
 void HostService::start() {
-  const QString name = nameOfHost();
+  const QString name = desktopEntry();
   auto bus = QDBusConnection::sessionBus();
-  if (name.isEmpty() || !bus.isConnected()) return listener_.settled();
+  if (!canBeService(name) || !bus.isConnected()) return listener_.settled();
   if (!bus.registerObject(pathOf(name), this, QDBusConnection::ExportScriptableInvokables)) {
     qCWarning(phoneLog, "%s is the host's own: notifications do not start it",
               qUtf8Printable(pathOf(name)));
     return listener_.settled();
   }
   name_ = name;
-  send(newBusCall("RequestName", {name, kDoNotQueue}), this, [this](const QDBusMessage& answer) {
-    isOnBus_ = !isError(answer);
-    if (!isOnBus_) {
-      qCWarning(phoneLog, "the name %s is refused (%s): notifications do not start the host",
-                qUtf8Printable(name_), qUtf8Printable(answer.errorName()));
-    }
-    // The bus hands over what waited for the name before it answers anything else.
-    send(newBusCall("GetId"), this, [this](const QDBusMessage&) { listener_.settled(); });
-  });
+  call(QDBusConnection::sessionBus(), newBusCall("RequestName", {name, kDoNotQueue}), this,
+       [this](const QDBusMessage& answer) {
+         isOnBus_ = !isError(answer);
+         if (!isOnBus_) {
+           qCWarning(phoneLog, "the name %s is refused (%s): notifications do not start the host",
+                     qUtf8Printable(name_), qUtf8Printable(answer.errorName()));
+         }
+         // The bus hands over what waited for the name before it answers anything else.
+         call(QDBusConnection::sessionBus(), newBusCall("GetId"), this,
+              [this](const QDBusMessage&) { listener_.settled(); });
+       });
 }
 
 void HostService::Activate(const QVariantMap& platformData) {

@@ -87,8 +87,10 @@ void LocalNotifications::tellLaunch() {
 }
 
 void LocalNotifications::tellOpened() {
-  if (!opened_ || !isSettled_ || launched_) return;
-  for (const auto& userInfo : std::exchange(openedBefore_, {})) opened_(userInfo);
+  // What is called here may set another handler.
+  const Opened handler = opened_;
+  if (!handler || !isSettled_ || launched_) return;
+  for (const auto& userInfo : std::exchange(openedBefore_, {})) handler(userInfo);
 }
 
 void LocalNotifications::opened(const platform::Value& userInfo) {

@@ -1,5 +1,5 @@
 // Adds notifications to the portal's and waits for the user's click.
-#include <korvani/qt/notifications/bus.h>
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/notifications/host_service.h>
 #include <korvani/qt/notifications/portal_service.h>
 #include <korvani/qt/notifications/sound.h>
@@ -74,7 +74,8 @@ void PortalService::subscribe() {
 }
 
 void PortalService::show(const Posting& posting, Answered answered) {
-  send(newCall(kPortal, kPath, kProperties, "Get", {kNotification, QStringLiteral("version")}),
+  call(QDBusConnection::sessionBus(),
+       newCall(kPortal, kPath, kProperties, "Get", {kNotification, QStringLiteral("version")}),
        this, [this, posting, answered = std::move(answered)](const QDBusMessage& answer) {
          const auto version = answer.arguments().value(0).value<QDBusVariant>().variant().toUInt();
          add(posting, version >= kVersionWithSound, answered);
@@ -90,8 +91,8 @@ void PortalService::add(const Posting& posting, bool takesSound, const Answered&
       {QStringLiteral("default-action-target"), posting.id},
   };
   if (takesSound) notification.insert(QStringLiteral("sound"), portalSound(posting.soundFile));
-  send(portalCall("AddNotification", {posting.id, notification}), this,
-       [=, this](const QDBusMessage& answer) {
+  call(QDBusConnection::sessionBus(), portalCall("AddNotification", {posting.id, notification}),
+       this, [=, this](const QDBusMessage& answer) {
          if (!isError(answer)) return answered(kPortal);
          if (!takesSound || posting.soundFile.isEmpty()) return answered(QString());
          // Perhaps the sound is of a kind that the portal does not play.

@@ -20,4 +20,11 @@ void Service::listen(Listener listener) {
 
 QString hostName() { return QGuiApplication::applicationDisplayName(); }
 
+QString desktopEntry() {
+  QString name = QGuiApplication::desktopFileName();
+  const QString ending = QStringLiteral(".desktop");
+  if (name.endsWith(ending)) name.chop(ending.size());
+  return name;
+}
+
 }  // namespace korvani::qt::notifications

@@ -57,5 +57,7 @@ class Service : public QObject {
 
 /// The title of every notification.
 QString hostName();
+/// The name of the host's desktop entry, without its ending; empty for none.
+QString desktopEntry();
 
 }  // namespace korvani::qt::notifications

@@ -1,4 +1,4 @@
-// How the session bus is spoken to: calls that never wait.
+// Calls over D-Bus that never wait for their answer.
 #pragma once
 
 #include <QDBusConnection>
@@ -10,26 +10,25 @@
 #include <functional>
 #include <utility>
 
-namespace korvani::qt::notifications {
+namespace korvani::qt {
 
 inline QDBusMessage newCall(const QString& service, const QString& path, const QString& interface,
-                            const char* method, const QVariantList& arguments = {}) {
-  auto call = QDBusMessage::createMethodCall(service, path, interface, QString::fromLatin1(method));
+                            const QString& method, const QVariantList& arguments = {}) {
+  auto call = QDBusMessage::createMethodCall(service, path, interface, method);
   call.setArguments(arguments);
   return call;
 }
 
 /// To the bus itself.
-inline QDBusMessage newBusCall(const char* method, const QVariantList& arguments = {}) {
-  return newCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-                 QStringLiteral("org.freedesktop.DBus"), method, arguments);
+inline QDBusMessage newBusCall(const QString& method, const QVariantList& arguments = {}) {
+  const QString bus = QStringLiteral("org.freedesktop.DBus");
+  return newCall(bus, QStringLiteral("/org/freedesktop/DBus"), bus, method, arguments);
 }
 
-/// The answer, which may be an error, comes as long as `receiver` lives.
-inline void send(const QDBusMessage& call, QObject* receiver,
+/// The answer, which may be an error, comes to the thread of `receiver` as long as that lives.
+inline void call(const QDBusConnection& bus, const QDBusMessage& message, QObject* receiver,
                  std::function<void(const QDBusMessage& answer)> answered) {
-  auto* watcher =
-      new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), receiver);
+  auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(message), receiver);
   QObject::connect(watcher, &QDBusPendingCallWatcher::finished, receiver,
                    [answered = std::move(answered)](QDBusPendingCallWatcher* finished) {
                      finished->deleteLater();
@@ -41,4 +40,4 @@ inline bool isError(const QDBusMessage& answer) {
   return answer.type() == QDBusMessage::ErrorMessage;
 }
 
-}  // namespace korvani::qt::notifications
+}  // namespace korvani::qt
