@@ -35,8 +35,8 @@ struct PhoneOptions {
 };
 
 /// Main thread; lives until the process ends once it is installed. A QApplication exists already
-/// and has its names set. The window may be closed or destroyed at any time: what would show in it
-/// then shows nothing.
+/// and has its names set, that of its desktop entry included. The window may be closed or destroyed
+/// at any time: what would show in it then shows nothing.
 class KORVANI_EXPORT Phone : public platform::Platform {
  public:
   /// Before the QApplication is made: lets its windows show web pages, which all fail without it.
