@@ -4,22 +4,18 @@
 #include <gtest/gtest.h>
 #include <korvani/codec/json.h>
 #include <korvani/qt/bus_call.h>
-#include <korvani/qt/notifications/local_notifications.h>
 #include <korvani/qt/notifications/sound.h>
 #include <korvani/qt/notifications/store.h>
 #include <signal.h>
 
 #include <QAbstractEventDispatcher>
-#include <QDBusArgument>
-#include <QDBusPendingCall>
-#include <QDBusVariant>
-#include <QGuiApplication>
+#include <QCoreApplication>
 #include <QTemporaryDir>
 #include <algorithm>
 #include <string>
 #include <vector>
 
-#include "fake_services.h"
+#include "fake_portal.h"
 #include "private_bus.h"
 #include "raw_server.h"
 
@@ -32,7 +28,6 @@ using platform::Value;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const QString kHost = QStringLiteral("org.example.Shop");
 const Value kUserInfo = Value::Dictionary{{"id", (std::int64_t{1} << 53) + 1},
                                           {"large", std::uint64_t{1} << 63},
                                           {"none", Value()},
@@ -54,10 +49,10 @@ void write(const QString& file, const QByteArray& content) {
 TEST(StoreTest, KeepsEachUntilItIsTakenOnce) {
   const QTemporaryDir folder;
   const codec::JSON json;
-  const QString inside = folder.filePath(QStringLiteral("new"));
+  const QString inside = folder.filePath("new");
   Store store(inside, json);
   const QString first = store.add({"text", "sound", kUserInfo});
-  store.setPlace(first, QStringLiteral("place"));
+  store.setPlace(first, "place");
   const QString second = store.add({"", "", Value()});
   const QDir files(inside);
   ASSERT_EQ(files.entryList(QDir::Files).size(), 2);
@@ -67,7 +62,7 @@ TEST(StoreTest, KeepsEachUntilItIsTakenOnce) {
 
   Store next(inside, json);
   EXPECT_THAT(next.ids(), ElementsAre(first, second));
-  EXPECT_EQ(next.all().at(first).place, QStringLiteral("place"));
+  EXPECT_EQ(next.all().at(first).place, "place");
   const auto taken = next.take(first);
   ASSERT_TRUE(taken);
   EXPECT_EQ(taken->alertBody, "text");
@@ -75,10 +70,10 @@ TEST(StoreTest, KeepsEachUntilItIsTakenOnce) {
   EXPECT_EQ(taken->userInfo, kUserInfo);
   EXPECT_FALSE(store.take(first));
   EXPECT_FALSE(next.take(first));
-  store.setPlace(first, QStringLiteral("other"));
+  store.setPlace(first, "other");
   EXPECT_TRUE(store.take(second));
   EXPECT_EQ(files.entryList(QDir::Files), QStringList());
-  EXPECT_FALSE(store.take(QStringLiteral("../new/") + second));
+  EXPECT_FALSE(store.take("../new/" + second));
 }
 
 TEST(StoreTest, SurvivesWhatIsWrongOnDisk) {
@@ -93,7 +88,7 @@ TEST(StoreTest, SurvivesWhatIsWrongOnDisk) {
   const qsizetype posted = content.indexOf("posted\":") + 8;
   write(file(old), content.replace(posted, 13, "1000000000000"));
   write(file(cut), contentOf(file(cut)).chopped(20));
-  write(file(QStringLiteral("name")), contentOf(file(whole)));
+  write(file("name"), contentOf(file(whole)));
   EXPECT_THAT(store().ids(), ElementsAre(whole));
   EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files).size(), 1);
 
@@ -106,126 +101,34 @@ TEST(SoundTest, IsFoundAmongTheResourcesAndTheDataFolders) {
   const QTemporaryDir folder;
   qputenv("XDG_DATA_HOME", folder.path().toLocal8Bit());
   qputenv("XDG_CACHE_HOME", folder.path().toLocal8Bit());
-  const QString resource = findSound(QStringLiteral("fake_geoclue.py"));
-  EXPECT_EQ(resource, QStringLiteral(":/fake_geoclue.py"));
+  const QString resource = findSound("fake_geoclue.py");
+  EXPECT_EQ(resource, ":/fake_geoclue.py");
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(contentOf(soundOnDisk(resource)), contentOf(QStringLiteral(FAKE_GEOCLUE)));
+    EXPECT_EQ(contentOf(soundOnDisk(resource)), contentOf(FAKE_GEOCLUE));
   }
-  const QString name = QStringLiteral("notificationKorvaniSound.caf");
+  const QString name = "notificationKorvaniSound.caf";
   EXPECT_EQ(findSound(name), QString());
-  const QDir data(folder.filePath(QStringLiteral("Korvani tests/phone")));
-  ASSERT_TRUE(data.mkpath(QStringLiteral(".")));
+  const QDir data(folder.filePath("Korvani tests/phone"));
+  ASSERT_TRUE(data.mkpath("."));
   write(data.filePath(name), "sound");
   EXPECT_EQ(soundOnDisk(findSound(name)), data.filePath(name));
   QFile memory;
   const auto descriptor = soundInMemory(findSound(name));
   ASSERT_TRUE(memory.open(descriptor.fileDescriptor(), QIODevice::ReadOnly));
   EXPECT_EQ(memory.readAll(), "sound");
-  EXPECT_EQ(findSound(QStringLiteral("../phone/") + name), QString());
+  EXPECT_EQ(findSound("../phone/" + name), QString());
   EXPECT_FALSE(soundInMemory(QString()).isValid());
-}
-
-/// The notification portal of a sandbox.
-class Portal {
- public:
-  Portal() {
-    services_.answers[QStringLiteral("Get")] = [this](const QDBusMessage&) {
-      return QVariant::fromValue(QDBusVariant(version));
-    };
-    services_.answers[QStringLiteral("AddNotification")] = [this](const QDBusMessage& call) {
-      id = call.arguments().value(0).toString();
-      added.push_back(qdbus_cast<QVariantMap>(call.arguments().value(1)));
-      // A sound in a file is of no kind that this portal plays.
-      const bool plays =
-          added.back().value(QStringLiteral("sound")).typeId() != qMetaTypeId<QDBusArgument>();
-      return plays ? QVariant(true) : QVariant();
-    };
-    services_.answers[QStringLiteral("RemoveNotification")] = [this](const QDBusMessage& call) {
-      removed.push_back(call.arguments().value(0).toString());
-      return true;
-    };
-    services_.enter(QStringLiteral("org.freedesktop.portal.Desktop"));
-  }
-  /// Opens the last as the portal does it for an application that is not on the bus by its name.
-  void tellAction() {
-    services_.tell(QStringLiteral("/org/freedesktop/portal/desktop"),
-                   QStringLiteral("org.freedesktop.portal.Notification"), "ActionInvoked",
-                   {id, added.back().value(QStringLiteral("default-action")),
-                    QVariant::fromValue(QVariantList{id})});
-  }
-  /// Opens the last as it does for one that is, or that the bus can start.
-  void activateAction() {
-    const QString action = added.back().value(QStringLiteral("default-action")).toString();
-    ASSERT_TRUE(action.startsWith(QStringLiteral("app.")));
-    QDBusConnection::sessionBus().asyncCall(
-        newCall(kHost, "/org/example/Shop", "org.freedesktop.Application", "ActivateAction",
-                {action.mid(4), QVariantList{id}, QVariantMap{{"desktop-startup-id", "token"}}}));
-  }
-
-  uint version = 1;
-  QString id;
-  std::vector<QVariantMap> added;
-  QStringList removed;
-
- private:
-  FakeServices services_;
-};
-
-TEST(PortalTest, ShowsAndOpens) {
-  const QTemporaryDir folder;
-  const PrivateBus bus;
-  const codec::JSON json;
-  Portal portal;
-  std::vector<std::string> raisedWith;
-  std::vector<Value> opened;
-  qputenv("SNAP", "here");
-  const auto newNotifications = [&] {
-    auto made = std::make_unique<LocalNotifications>(
-        Surroundings{
-            .showBanner = [](const auto&, const auto&) { return false; },
-            .raiseWindow =
-                [&] { raisedWith.push_back(qgetenv("XDG_ACTIVATION_TOKEN").toStdString()); }},
-        folder.path(), json);
-    made->setOpenedHandler([&](const Value& userInfo) { opened.push_back(userInfo); });
-    return made;
-  };
-  const auto runUntilAdded = [&](std::size_t count) {
-    runUntil([&] { return portal.added.size() == count; });
-  };
-  auto notifications = newNotifications();
-  EXPECT_EQ(notifications->serviceName(), QStringLiteral("org.freedesktop.portal.Notification"));
-  notifications->post({"<b>", "", kUserInfo});
-  runUntilAdded(1);
-  EXPECT_EQ(portal.added[0], (QVariantMap{{"title", QGuiApplication::applicationDisplayName()},
-                                          {"body", "<b>"},
-                                          {"default-action", "open-korvani-notification"},
-                                          {"default-action-target", portal.id}}));
-  portal.tellAction();
-  portal.tellAction();
-  runUntil([&] { return portal.removed.size() == 2; });
-  EXPECT_THAT(opened, ElementsAre(kUserInfo));
-
-  // A name of its own, and a portal that plays some sounds.
-  notifications.reset();
-  QGuiApplication::setDesktopFileName(kHost);
-  notifications = newNotifications();
-  portal.version = 2;
-  notifications->post({"sound", "fake_geoclue.py", Value()});
-  runUntilAdded(3);
-  EXPECT_EQ(portal.added[1]["sound"].typeId(), qMetaTypeId<QDBusArgument>());
-  EXPECT_EQ(portal.added[2]["sound"], QVariant("silent"));
-  portal.activateAction();
-  runUntil([&] { return opened.size() == 2; });
-  EXPECT_THAT(raisedWith, ElementsAre("", "", "token"));
 }
 
 /// The host program of these tests, and the service that it talks to.
 class LaunchTest : public testing::Test {
  protected:
-  LaunchTest() { bus_.setStarted(kHost, (QStringList{command_} + arguments_).join(' ')); }
+  LaunchTest() {
+    bus_.setStarted(FakePortal::kHost, (QStringList{command_} + arguments_).join(' '));
+  }
   ~LaunchTest() override {
-    const auto answer =
-        QDBusConnection::sessionBus().call(newBusCall("GetConnectionUnixProcessID", {kHost}));
+    const auto answer = QDBusConnection::sessionBus().call(
+        newBusCall("GetConnectionUnixProcessID", {FakePortal::kHost}));
     if (const uint host = answer.arguments().value(0).toUInt())
       kill(static_cast<pid_t>(host), SIGKILL);
   }
@@ -243,13 +146,12 @@ class LaunchTest : public testing::Test {
     return RawServer::reply("{\"success\": true}");
   }};
   PrivateBus bus_;
-  Portal portal_;
+  FakePortal portal_;
   const QTemporaryDir folder_;
-  const QString command_ = QStringLiteral("/usr/bin/env");
-  const QStringList arguments_{
-      QStringLiteral("SNAP=here"),
-      QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS=") + qgetenv("DBUS_SYSTEM_BUS_ADDRESS"),
-      QStringLiteral(LAUNCHED_HOST), folder_.path(), QString::number(server_.port())};
+  const QString command_ = "/usr/bin/env";
+  const QStringList arguments_{"SNAP=here",
+                               "DBUS_SYSTEM_BUS_ADDRESS=" + qgetenv("DBUS_SYSTEM_BUS_ADDRESS"),
+                               LAUNCHED_HOST, folder_.path(), QString::number(server_.port())};
 };
 
 TEST_F(LaunchTest, StartsTheHostThatHasEnded) {
@@ -259,7 +161,7 @@ TEST_F(LaunchTest, StartsTheHostThatHasEnded) {
       "\"scenario_history_id\": 9007199254740993, \"notification_text\": \"Pears\"}");
   first.start(command_, arguments_ + QStringList{scenario});
   runUntil([&] { return !portal_.added.empty(); });
-  EXPECT_EQ(portal_.added[0][QStringLiteral("body")], QVariant("Pears"));
+  EXPECT_EQ(portal_.added[0]["body"], QVariant("Pears"));
   first.kill();
   first.waitForFinished(-1);
   EXPECT_THAT(first.readAllStandardError().toStdString(),

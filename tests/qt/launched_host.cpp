@@ -26,7 +26,7 @@ void tellService(const std::string& what) {
 
 int main(int argc, char** argv) {
   QApplication application(argc, argv);
-  QGuiApplication::setDesktopFileName(QStringLiteral("org.example.Shop"));
+  QGuiApplication::setDesktopFileName("org.example.Shop");
   const QDir folder(QString::fromLocal8Bit(argv[1]));
   const std::string service = std::string("127.0.0.1:") + argv[2];
   QWidget window;
@@ -35,8 +35,8 @@ int main(int argc, char** argv) {
   const auto phone = korvani::qt::Phone::create(
       &window, {.walkFile = {},
                 .mappedHosts = {{"127.0.0.1:8780", service}, {"shop.example:80", service}},
-                .settingsFile = folder.filePath(QStringLiteral("defaults.ini")),
-                .notificationsFolder = folder.filePath(QStringLiteral("notifications"))});
+                .settingsFile = folder.filePath("defaults.ini"),
+                .notificationsFolder = folder.filePath("notifications")});
   Platform::install(phone);
   phone->setLocalNotificationOpenedHandler(&Korvani::didReceiveLocalNotification);
   phone->whenLaunched([&](const auto& launch) {

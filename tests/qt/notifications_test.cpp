@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "fake_portal.h"
 #include "private_bus.h"
 
 namespace korvani::qt {
@@ -222,6 +223,40 @@ TEST_F(Notifications, AreShownAndOpenedByARealServiceThatTheBusStarts) {
   EXPECT_EQ(history.back()["body"].toString(), QStringLiteral("&lt;b&gt;1&lt;/b&gt; &amp; 2"));
   screen.kill();
   screen.waitForFinished(-1);
+}
+
+TEST_F(Notifications, GoThroughThePortalInASandbox) {
+  qputenv("SNAP", "here");
+  restart();
+  expectOpened();
+  FakePortal portal;
+  const auto runUntilAdded = [&](std::size_t count) {
+    runUntil([&] { return portal.added.size() == count; });
+  };
+  post("<b>", 1);
+  runUntilAdded(1);
+  EXPECT_EQ(portal.added[0], (QVariantMap{{"title", QGuiApplication::applicationDisplayName()},
+                                          {"body", "<b>"},
+                                          {"default-action", "open-korvani-notification"},
+                                          {"default-action-target", portal.id}}));
+  portal.tellAction();
+  portal.tellAction();
+  runUntil([&] { return portal.removed.size() == 2; });
+  EXPECT_THAT(opened_, ElementsAre(userInfo(1)));
+
+  // A host with a name of its own, and a portal that plays some sounds.
+  QGuiApplication::setDesktopFileName(FakePortal::kHost);
+  restart();
+  expectOpened();
+  portal.version = 2;
+  notifications_->post({"sound", "fake_geoclue.py", userInfo(2)});
+  runUntilAdded(3);
+  EXPECT_EQ(portal.added[1]["sound"].typeId(), qMetaTypeId<QDBusArgument>());
+  EXPECT_EQ(portal.added[2]["sound"], QVariant("silent"));
+  portal.activateAction();
+  runUntil([&] { return opened_.size() == 2; });
+  EXPECT_EQ(opened_.back(), userInfo(2));
+  EXPECT_THAT(raisedWith_, ElementsAre("", "", "token"));
 }
 
 TEST(BatteryTest, FollowsThePowerService) {
