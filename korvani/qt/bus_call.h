@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QObject>
@@ -28,7 +29,12 @@ inline QDBusMessage newBusCall(const QString& method, const QVariantList& argume
 /// The answer, which may be an error, comes to the thread of `receiver` as long as that lives.
 inline void call(const QDBusConnection& bus, const QDBusMessage& message, QObject* receiver,
                  std::function<void(const QDBusMessage& answer)> answered) {
-  auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(message), receiver);
+  // Without a connection Qt would answer nothing at all.
+  const auto pending =
+      bus.isConnected()
+          ? bus.asyncCall(message)
+          : QDBusPendingCall::fromError(QDBusError(QDBusError::Disconnected, QString()));
+  auto* watcher = new QDBusPendingCallWatcher(pending, receiver);
   QObject::connect(watcher, &QDBusPendingCallWatcher::finished, receiver,
                    [answered = std::move(answered)](QDBusPendingCallWatcher* finished) {
                      finished->deleteLater();

@@ -46,9 +46,12 @@ class FakePortal {
   void activateAction() {
     const QString action = added.back().value("default-action").toString();
     ASSERT_TRUE(action.startsWith("app."));
+    callHost("ActivateAction",
+             {action.mid(4), QVariantList{id}, QVariantMap{{"desktop-startup-id", "token"}}});
+  }
+  static void callHost(const QString& method, const QVariantList& arguments) {
     QDBusConnection::sessionBus().asyncCall(
-        newCall(kHost, "/org/example/Shop", "org.freedesktop.Application", "ActivateAction",
-                {action.mid(4), QVariantList{id}, QVariantMap{{"desktop-startup-id", "token"}}}));
+        newCall(kHost, "/org/example/Shop", "org.freedesktop.Application", method, arguments));
   }
 
   uint version = 1;

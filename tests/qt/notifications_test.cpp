@@ -8,6 +8,7 @@
 #include <korvani/qt/notifications/local_notifications.h>
 
 #include <QDBusArgument>
+#include <QFileOpenEvent>
 #include <QGuiApplication>
 #include <QTemporaryDir>
 #include <memory>
@@ -225,6 +226,19 @@ TEST_F(Notifications, AreShownAndOpenedByARealServiceThatTheBusStarts) {
   screen.waitForFinished(-1);
 }
 
+/// What comes to the application to be opened.
+class FileOpens final : public QObject {
+ public:
+  FileOpens() { qApp->installEventFilter(this); }
+  QUrl url;
+
+ private:
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::FileOpen) url = static_cast<QFileOpenEvent*>(event)->url();
+    return false;
+  }
+};
+
 TEST_F(Notifications, GoThroughThePortalInASandbox) {
   qputenv("SNAP", "here");
   restart();
@@ -256,7 +270,24 @@ TEST_F(Notifications, GoThroughThePortalInASandbox) {
   portal.activateAction();
   runUntil([&] { return opened_.size() == 2; });
   EXPECT_EQ(opened_.back(), userInfo(2));
-  EXPECT_THAT(raisedWith_, ElementsAre("", "", "token"));
+  const FileOpens fileOpens;
+  portal.callHost("Open", {QStringList{"shop://pears"}, QVariantMap()});
+  runUntil([&] { return fileOpens.url == QUrl("shop://pears"); });
+  EXPECT_THAT(raisedWith_, ElementsAre("", "", "token", ""));
+}
+
+TEST(NotificationsTest, AreBannersWithoutABus) {
+  qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere");
+  const QTemporaryDir folder;
+  const codec::JSON json;
+  bool isBanner = false;
+  bool isLaunched = false;
+  const auto showBanner = [&](const auto&, const auto&) { return isBanner = true; };
+  LocalNotifications notifications({.showBanner = showBanner, .raiseWindow = [] {}}, folder.path(),
+                                   json);
+  notifications.whenLaunched([&](const auto& launch) { isLaunched = launch == nullptr; });
+  notifications.post({"text", "", Value()});
+  runUntil([&] { return isBanner && isLaunched; });
 }
 
 TEST(BatteryTest, FollowsThePowerService) {

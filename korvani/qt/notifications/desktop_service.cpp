@@ -3,6 +3,8 @@
 #include <korvani/qt/notifications/desktop_service.h>
 #include <korvani/qt/notifications/sound.h>
 
+#include <QGuiApplication>
+#include <QIcon>
 #include <QVariantMap>
 #include <utility>
 
@@ -65,10 +67,16 @@ void DesktopService::notify(const Posting& posting, const QStringList& capabilit
     hints.insert(QStringLiteral("suppress-sound"), true);
   }
   const QString body = can("body-markup") ? posting.text.toHtmlEscaped() : posting.text;
-  const QVariantList arguments{hostName(), uint{0},
-                               QString(),  can("body") ? hostName() : posting.text,
-                               body,       QStringList{kDefaultAction, QString()},
-                               hints,      -1};
+  const QVariantList arguments{
+      hostName(),
+      uint{0},
+      QGuiApplication::windowIcon().name(),
+      can("body") ? hostName() : posting.text,
+      body,
+      QStringList{kDefaultAction, QString()},
+      hints,
+      -1,
+  };
   ++unanswered_;
   call(QDBusConnection::sessionBus(), newCall(kService, kPath, kService, "Notify", arguments), this,
        [this, id = posting.id, answered](const QDBusMessage& answer) {
