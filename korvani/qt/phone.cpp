@@ -10,9 +10,9 @@
 #include <korvani/qt/display.h>
 #include <korvani/qt/image.h>
 #include <korvani/qt/lifecycle.h>
-#include <korvani/qt/local_notifications.h>
 #include <korvani/qt/log.h>
 #include <korvani/qt/notification_center.h>
+#include <korvani/qt/notifications/local_notifications.h>
 #include <korvani/qt/phone.h>
 #include <korvani/qt/positions.h>
 #include <korvani/qt/queues.h>
@@ -21,6 +21,8 @@
 #include <korvani/qt/user_defaults.h>
 
 #include <QCoreApplication>
+#include <QPointer>
+#include <QWidget>
 
 namespace korvani::qt {
 
@@ -30,11 +32,29 @@ location::Moment now() {
   return std::chrono::floor<std::chrono::milliseconds>(std::chrono::steady_clock::now());
 }
 
+/// How notifications reach the host's window, which may go at any time.
+notifications::Surroundings aroundWindow(QPointer<QWidget> window, Screens& screens) {
+  return {.showBanner =
+              [=, &screens](const std::string& text, std::function<void()> opened) {
+                const bool isSeen = window && window->isVisible() && !window->isMinimized();
+                if (isSeen) screens.showBanner(text, std::move(opened));
+                return isSeen;
+              },
+          .raiseWindow =
+              [=] {
+                if (!window) return;
+                window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+                window->show();
+                window->raise();
+                window->activateWindow();
+              }};
+}
+
 class LinuxPhone final : public Phone {
  public:
   LinuxPhone(QWidget* hostWindow, const PhoneOptions& options)
       : life_(ApplicationLife::ofProcess()),
-        log_(life_),
+        log_(life_, [this] { return "notifications go through " + notifications_.serviceName(); }),
         clock_(life_),
         queues_(life_),
         userDefaults_(life_, queues_, json_, options.settingsFile),
@@ -43,9 +63,7 @@ class LinuxPhone final : public Phone {
                          options.locationSettings),
         display_([this] { locationService_.displayTurnedOn(); }),
         screens_(hostWindow, queues_.mainQueue()),
-        notifications_([this](const std::string& text, std::function<void()> opened) {
-          screens_.showBanner(text, std::move(opened));
-        }),
+        notifications_(aroundWindow(hostWindow, screens_), options.notificationsFolder, json_),
         backgroundTasks_(options.backgroundTime),
         device_(screens_),
         application_(screens_, notifications_, backgroundTasks_, queues_.mainQueue()),
@@ -75,6 +93,10 @@ class LinuxPhone final : public Phone {
       std::function<void(const platform::Value& userInfo)> handler) override {
     notifications_.setOpenedHandler(std::move(handler));
   }
+  void whenLaunched(
+      std::function<void(std::shared_ptr<const platform::LocalNotification>)> launched) override {
+    notifications_.whenLaunched(std::move(launched));
+  }
   void forwardLifecycle(std::function<void()> didEnterBackground,
                         std::function<void()> didBecomeActive) override {
     didEnterBackground_ = std::move(didEnterBackground);
@@ -101,6 +123,7 @@ class LinuxPhone final : public Phone {
   }
   void becameActive() {
     backgroundTasks_.becameActive();
+    notifications_.windowAppeared();
     if (didBecomeActive_) didBecomeActive_();
   }
 
@@ -117,7 +140,7 @@ class LinuxPhone final : public Phone {
   location::BeaconLocationService locationService_;
   Display display_;
   Screens screens_;
-  LocalNotifications notifications_;
+  notifications::LocalNotifications notifications_;
   BackgroundTasks backgroundTasks_;
   Device device_;
   Application application_;

@@ -7,6 +7,7 @@
 //   platform::Platform::install(phone);
 //   phone->setLocalNotificationOpenedHandler(&Korvani::didReceiveLocalNotification);
 //   phone->forwardLifecycle(&Korvani::didEnterBackground, &Korvani::didBecomeActive);
+//   phone->whenLaunched([](auto launch) { Korvani::initWithAPIKey("key", launch, true); });
 #pragma once
 
 #include <korvani/location/location_settings.h>
@@ -37,11 +38,13 @@ struct PhoneOptions {
   bluetooth::Settings bluetoothSettings{};
   /// How long the application may go on in the background before its tasks expire.
   std::chrono::milliseconds backgroundTime = std::chrono::minutes(3);
+  /// Where notifications wait to be opened; empty: a folder among the host's own data.
+  QString notificationsFolder;
 };
 
 /// Main thread; lives until the process ends once it is installed. A QApplication exists already
-/// and has its names set. The window may be closed or destroyed at any time: what would show in it
-/// then shows nothing.
+/// and has its names set, that of its desktop entry included. The window may be closed or destroyed
+/// at any time: what would show in it then shows nothing.
 class KORVANI_EXPORT Phone : public platform::Platform {
  public:
   /// Before the QApplication is made, and needed only where the build says that Qt lacks what else
@@ -53,6 +56,11 @@ class KORVANI_EXPORT Phone : public platform::Platform {
   /// opens. One that is opened before there is a handler waits for it.
   virtual void setLocalNotificationOpenedHandler(
       std::function<void(const platform::Value& userInfo)> handler) = 0;
+  /// Called once on the main thread, soon and never from inside this call, with the local
+  /// notification whose opening started this process, or null: for the kit's start call. Only then
+  /// does the handler above hear of other notifications. Without this it hears of all.
+  virtual void whenLaunched(
+      std::function<void(std::shared_ptr<const platform::LocalNotification> launch)> launched) = 0;
   /// Calls these on the main thread when the application goes into the background and when it
   /// becomes active.
   virtual void forwardLifecycle(std::function<void()> didEnterBackground,
