@@ -21,6 +21,7 @@
 #include <korvani/qt/user_defaults.h>
 
 #include <QCoreApplication>
+#include <QWidget>
 
 namespace korvani::qt {
 
@@ -34,13 +35,14 @@ location::Moment now() {
 
 class LinuxPhone final : public Phone {
  public:
-  LinuxPhone(QWidget* hostWindow, const PhoneOptions& options)
+  LinuxPhone(const HostWindow& hostWindow, const PhoneOptions& options)
       : life_(ApplicationLife::ofProcess()),
         log_(life_),
         clock_(life_),
         queues_(life_),
         userDefaults_(life_, queues_, json_, options.settingsFile),
         urlConnection_(options.mappedHosts),
+        images_(queues_),
         locationService_(queues_, log_, now, newRadio(options), std::make_shared<Positions>()),
         display_([this] { locationService_.displayTurnedOn(); }),
         screens_(hostWindow, queues_.mainQueue()),
@@ -80,6 +82,10 @@ class LinuxPhone final : public Phone {
                         std::function<void()> didBecomeActive) override {
     didEnterBackground_ = std::move(didEnterBackground);
     didBecomeActive_ = std::move(didBecomeActive);
+  }
+  std::shared_ptr<platform::ViewController> presentHostScreen(
+      std::unique_ptr<QWidget> screen) override {
+    return screens_.presentWidget(std::move(screen));
   }
 
  private:
@@ -131,7 +137,7 @@ void Phone::prepareApplication() {
   QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
 }
 
-std::shared_ptr<Phone> Phone::create(QWidget* hostWindow, PhoneOptions options) {
+std::shared_ptr<Phone> Phone::create(const HostWindow& hostWindow, PhoneOptions options) {
   // After the application has gone, an end in good order is no longer possible, nor needed.
   return std::shared_ptr<Phone>(new LinuxPhone(hostWindow, options), [](LinuxPhone* phone) {
     if (QCoreApplication::instance() != nullptr) delete phone;

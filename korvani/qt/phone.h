@@ -11,6 +11,7 @@
 #pragma once
 
 #include <korvani/platform/platform.h>
+#include <korvani/qt/host_window.h>
 
 #include <QString>
 #include <functional>
@@ -32,13 +33,13 @@ struct PhoneOptions {
 };
 
 /// Main thread; lives until the process ends once it is installed. A QApplication exists already
-/// and has its names set. The window may be closed or destroyed at any time: what would show in it
-/// then shows nothing.
+/// and has its names set; a host with a window of Qt Quick makes one too. The window may be closed
+/// or destroyed at any time: what would show in it then shows nothing.
 class KORVANI_EXPORT Phone : public platform::Platform {
  public:
   /// Before the QApplication is made: lets its windows show web pages, which all fail without it.
   static void prepareApplication();
-  static std::shared_ptr<Phone> create(QWidget* hostWindow, PhoneOptions options = {});
+  static std::shared_ptr<Phone> create(const HostWindow& hostWindow, PhoneOptions options = {});
 
   /// Called on the main thread with the user information of each local notification that the user
   /// opens. One that is opened before there is a handler waits for it.
@@ -48,6 +49,12 @@ class KORVANI_EXPORT Phone : public platform::Platform {
   /// becomes active.
   virtual void forwardLifecycle(std::function<void()> didEnterBackground,
                                 std::function<void()> didBecomeActive) = 0;
+  /// Shows the host's own widget over the window as the kit shows its screens: in turn with them,
+  /// and gone when one of them takes its place, when the application goes into the background, on
+  /// Escape, or when the host dismisses the controller that this returns. It is deleted then. Null,
+  /// and nothing is shown, without a widget. Main thread.
+  virtual std::shared_ptr<platform::ViewController> presentHostScreen(
+      std::unique_ptr<QWidget> screen) = 0;
 };
 
 }  // namespace korvani::qt

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/qt/banner.h>
+#include <korvani/qt/canvas.h>
 #include <korvani/qt/image.h>
+#include <korvani/qt/motion.h>
 #include <korvani/qt/queues.h>
 #include <korvani/qt/screens.h>
 
@@ -342,7 +344,9 @@ TEST_F(ScreensTest, AlertsAreShownInTurnAndAnswered) {
 }
 
 TEST_F(ScreensTest, BannersAreOpenedOnceAndLeaveInTurn) {
-  Banners banners(host_.get(), std::chrono::hours(1));
+  const auto canvas = Canvas::over(host_.get());
+  const Motion motion;
+  Banners banners(*canvas, motion, std::chrono::hours(1));
   const auto banner = [&](const QString& text) { return button(text); };
   banners.show("first", note("first"));
   banners.show("second", note("second"));
@@ -358,7 +362,7 @@ TEST_F(ScreensTest, BannersAreOpenedOnceAndLeaveInTurn) {
   runUntil([&] { return !banner("second"); });
 
   // One that nobody touches leaves by itself.
-  Banners hasty(host_.get(), std::chrono::milliseconds(1));
+  Banners hasty(*canvas, motion, std::chrono::milliseconds(1));
   hasty.show("third", note("third"));
   hasty.show("fourth", note("fourth"));
   runUntil([&] { return banner("fourth"); });
@@ -375,7 +379,8 @@ std::string encoded(const QImage& image, const char* format) {
 }
 
 TEST(ImageDecoderTest, DecodesWhatQtReadsAndNothingElse) {
-  ImageDecoder decoder;
+  Queues queues(ApplicationLife::ofProcess());
+  ImageDecoder decoder(queues);
   const QImage pixels = PopUp::filled({30, 60}, Qt::red);
   for (const char* format : {"PNG", "JPG", "BMP"}) {
     const auto image = decoder.imageWithData(encoded(pixels, format), 3);

@@ -39,7 +39,7 @@ WebView::~WebView() {
   if (page_) page_->deleteLater();
 }
 
-QWidget* WebView::page() {
+QWidget* WebView::heldWidget() {
   if (hadPage_ && !page_) load(url());  // it went with an earlier screen
   return page_;
 }
@@ -57,12 +57,13 @@ void WebView::load(const std::optional<platform::URL>& url) {
 bool WebView::makePage() {
   if (page_) return true;
   QString error = "no window to show a page in";
-  PageViews* const views = window_ ? pageViews(error) : nullptr;
+  QWidget* const window = canvas_ ? canvas_->widget() : nullptr;
+  PageViews* const views = window ? pageViews(error) : nullptr;
   if (!views) {
     failure()(error);
     return false;
   }
-  page_ = views->newPageView(window_, failure());
+  page_ = views->newPageView(window, failure());
   hadPage_ = true;
   page_->hide();
   page_->resize(QSizeF(frame().width, frame().height).toSize());  // laid out before it is shown

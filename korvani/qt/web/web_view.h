@@ -3,6 +3,8 @@
 
 #include <korvani/platform/queues.h>
 #include <korvani/platform/screens/web_view.h>
+#include <korvani/qt/canvas.h>
+#include <korvani/qt/held_widget.h>
 #include <korvani/qt/web/page_view.h>
 
 #include <QPointer>
@@ -13,14 +15,14 @@ namespace korvani::qt {
 
 /// Main thread. Only http, https and about:blank are shown: what else is asked for fails, as all
 /// does where the plug-in is missing or the window is gone. Nothing of a page is kept on disk.
-class WebView final : public platform::WebView {
+class WebView final : public platform::WebView, public HeldWidget {
  public:
-  WebView(platform::Rect frame, QWidget* window, platform::Queue& mainQueue)
-      : platform::WebView(frame), window_(window), mainQueue_(mainQueue) {}
+  WebView(platform::Rect frame, Canvas* canvas, platform::Queue& mainQueue)
+      : platform::WebView(frame), canvas_(canvas), mainQueue_(mainQueue) {}
   ~WebView() override;
 
-  /// The page's widget, hidden in the window until a mirror takes it; null before the first load.
-  QWidget* page();
+  /// The page, hidden in the window until a mirror takes it; null before the first load.
+  QWidget* heldWidget() override;
 
  protected:
   void load(const std::optional<platform::URL>& url) override;
@@ -31,7 +33,7 @@ class WebView final : public platform::WebView {
   /// died.
   std::function<void(const QString&)> failure();
 
-  const QPointer<QWidget> window_;
+  const QPointer<Canvas> canvas_;
   platform::Queue& mainQueue_;
   QPointer<PageView> page_;
   bool hadPage_ = false;
