@@ -53,6 +53,8 @@ class ChildSheet final : public Sheet {
     host->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, [this](const QWindow* focused) {
       if (focused == host_) takeKeyboard();
+      // Qt looks for the active widget among top-level windows only.
+      if (focused && focused == windowHandle()) QApplication::setActiveWindow(this);
     });
   }
 
@@ -141,7 +143,10 @@ class ChildSheet final : public Sheet {
 
   // Never from another application, nor from another window of this one.
   void takeKeyboard() {
-    if (isVisible() && isCovered() && QGuiApplication::focusWindow() == host_) activateWindow();
+    if (!isVisible() || !isCovered() || QGuiApplication::focusWindow() != host_) return;
+    // Where a child window never gets the focus itself, it gets the host's keys.
+    QApplication::setActiveWindow(this);
+    activateWindow();
   }
   void giveKeyboardBack() {
     if (isActiveWindow()) host_->requestActivate();

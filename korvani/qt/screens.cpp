@@ -23,18 +23,19 @@ class HostController final : public platform::ViewController {
 /// A screen that is the host's own widget.
 class WidgetController final : public platform::ViewController {
  public:
-  explicit WidgetController(std::unique_ptr<QWidget> widget) : widget_(std::move(widget)) {}
+  WidgetController(std::unique_ptr<QWidget> widget, const platform::Rect& screen)
+      : widget_(std::move(widget)), screen_(screen) {}
   std::string_view className() const override { return "host's screen"; }
 
  protected:
   void viewDidLoad() override {
-    const platform::Size all = view()->bounds();
-    view()->addSubview(std::make_shared<WidgetView>(platform::Rect{0, 0, all.width, all.height},
-                                                    std::move(widget_)));
+    view()->setFrame(screen_);
+    view()->addSubview(std::make_shared<WidgetView>(screen_, std::move(widget_)));
   }
 
  private:
   std::unique_ptr<QWidget> widget_;
+  const platform::Rect screen_;
 };
 
 }  // namespace
@@ -86,7 +87,7 @@ std::shared_ptr<platform::ViewController> Screens::presentWidget(std::unique_ptr
     qCWarning(phoneLog, "no widget to present");
     return nullptr;
   }
-  const auto controller = std::make_shared<WidgetController>(std::move(widget));
+  const auto controller = std::make_shared<WidgetController>(std::move(widget), mainScreenBounds());
   root_->presentViewController(controller, true);
   return controller;
 }
