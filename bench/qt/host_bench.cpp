@@ -19,7 +19,7 @@ constexpr int kRuns = 40;
 constexpr double kMostMilliseconds = 10;
 constexpr double kMostMebibytes = 8;
 
-constexpr std::array kNames{"start, ms", "PSS, MiB", "RSS, MiB", "libraries"};
+constexpr std::array kNames{"start, ms", "of it work", "PSS, MiB", "RSS, MiB", "libraries"};
 using Sample = std::array<double, kNames.size()>;
 
 /// The lower quartile: what else the machine does meanwhile only ever adds.
@@ -46,8 +46,8 @@ bool measure(const char* host, Sample& sample) {
   for (std::size_t i = 0; i < sample.size(); ++i) {
     sample[i] = numbers[static_cast<qsizetype>(i)].toDouble();
   }
-  sample[1] /= 1024;
   sample[2] /= 1024;
+  sample[3] /= 1024;
   return true;
 }
 
@@ -86,7 +86,7 @@ int main(int argc, char** argv) {
     differences[i] = kit - bare;
     std::printf("%-12s%10.1f%10.1f%+12.1f%8.2f\n", kNames[i], bare, kit, kit - bare, kit / bare);
   }
-  const bool kept = differences[0] <= kMostMilliseconds && differences[1] <= kMostMebibytes;
+  const bool kept = differences[0] <= kMostMilliseconds && differences[2] <= kMostMebibytes;
   std::printf("\nwithin %.0f ms and %.0f MiB of memory of its own: %s\n", kMostMilliseconds,
               kMostMebibytes, kept ? "yes" : "no");
   return kept ? 0 : 1;

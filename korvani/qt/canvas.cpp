@@ -47,7 +47,7 @@ class WidgetCanvas final : public Canvas {
 class ChildSheet final : public Sheet {
  public:
   explicit ChildSheet(QWindow* host) : host_(host) {
-    setWindowFlag(Qt::FramelessWindowHint);
+    setWindowFlags(kFlags);
     setAttribute(Qt::WA_QuitOnClose, false);
     resize(host->size());
     host->installEventFilter(this);
@@ -60,7 +60,7 @@ class ChildSheet final : public Sheet {
 
   void layersChanged() override {
     const std::vector<Layer*> shown = Layer::shownOn(this);
-    if (shown.empty() || !host_->handle()) {
+    if (shown.empty() || hostLeaves_ || !host_->handle()) {
       giveKeyboardBack();
       hide();
       return;
@@ -126,18 +126,21 @@ class ChildSheet final : public Sheet {
   }
 
   void enter() {
+    overrideWindowFlags(kFlags);  // a lost native window takes them along
     join();
     show();
     raise();
   }
 
-  /// The native child would be destroyed with its parent behind this widget's back.
+  /// The native child has been destroyed with its parent, behind this widget's back.
   void followSurface(QPlatformSurfaceEvent::SurfaceEventType type) {
-    if (type == QPlatformSurfaceEvent::SurfaceCreated) {
+    hostLeaves_ = type != QPlatformSurfaceEvent::SurfaceCreated;
+    if (!hostLeaves_) {
       QTimer::singleShot(0, this, [this] { layersChanged(); });
     } else if (windowHandle()) {
       hide();
       windowHandle()->setParent(nullptr);
+      destroy();
     }
   }
 
@@ -152,7 +155,10 @@ class ChildSheet final : public Sheet {
     if (isActiveWindow()) host_->requestActivate();
   }
 
+  static constexpr Qt::WindowFlags kFlags = Qt::Window | Qt::FramelessWindowHint;
+
   QWindow* const host_;
+  bool hostLeaves_ = false;
 };
 
 class WindowCanvas final : public Canvas {
@@ -193,7 +199,9 @@ class OwnSheet final : public Sheet {
   void layersChanged() override {
     if (Layer::shownOn(this).empty()) return leaving_.start();
     leaving_.stop();
+    if (isVisible()) return;
     show();
+    activateWindow();
   }
 
  protected:

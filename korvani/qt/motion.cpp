@@ -8,6 +8,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
+#include <QDBusVariant>
 #include <QMap>
 #include <QStyle>
 
@@ -47,7 +48,7 @@ Motion::Motion() {
   if (!bus.isConnected()) return;
   qDBusRegisterMetaType<Groups>();
   bus.connect(kPortal, kPath, kSettings, QStringLiteral("SettingChanged"), this,
-              SLOT(settingChanged(QString, QString, QDBusVariant)));
+              SLOT(settingChanged(QDBusMessage)));
   auto* watcher =
       new QDBusServiceWatcher(kPortal, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
   connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
@@ -85,8 +86,10 @@ void Motion::read() {
   });
 }
 
-void Motion::settingChanged(const QString& group, const QString& key, const QDBusVariant& value) {
-  take(group, key, value.variant());
+void Motion::settingChanged(const QDBusMessage& signal) {
+  const QVariantList arguments = signal.arguments();
+  const auto value = arguments.value(2).value<QDBusVariant>();
+  take(arguments.value(0).toString(), arguments.value(1).toString(), value.variant());
 }
 
 void Motion::take(const QString& group, const QString& key, const QVariant& value) {

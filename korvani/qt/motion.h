@@ -1,11 +1,12 @@
 // Whether the user wants things to move on the screen.
 #pragma once
 
-#include <QDBusVariant>
 #include <QObject>
 #include <QSet>
 #include <QString>
 #include <QVariantMap>
+
+class QDBusMessage;
 
 namespace korvani::qt {
 
@@ -24,7 +25,7 @@ class Motion final : public QObject {
   void read();
   void take(const QString& group, const QString& key, const QVariant& value);
 
-  Q_SLOT void settingChanged(const QString& group, const QString& key, const QDBusVariant& value);
+  Q_SLOT void settingChanged(const QDBusMessage& signal);
 
   /// The settings that ask for less motion now.
   QSet<QString> reasons_;
