@@ -77,8 +77,8 @@ int main(int argc, char** argv) {
     }
   }
 
-  std::printf("%d runs of each in turn, lower quartiles\n\n%-12s%10s%10s%12s%8s\n", kRuns, "", "bare",
-              "with kit", "difference", "ratio");
+  std::printf("%d runs of each in turn, lower quartiles\n\n%-12s%10s%10s%12s%8s\n", kRuns, "",
+              "bare", "with kit", "difference", "ratio");
   std::array<double, kNames.size()> differences{};
   for (std::size_t i = 0; i < kNames.size(); ++i) {
     const double bare = typical(results[0][i]);

@@ -1,5 +1,5 @@
-// A host that measures itself: built twice, bare and with the kit. It prints one line of numbers, the
-// time until its window was drawn among them, and ends.
+// A host that measures itself: built twice, bare and with the kit. It prints one line of numbers,
+// the time until its window was drawn among them, and ends.
 #include <time.h>
 
 #include <QApplication>
@@ -30,7 +30,8 @@ long memory(const QByteArray& name) {
   QFile file("/proc/self/smaps_rollup");
   if (!file.open(QIODevice::ReadOnly)) return 0;
   for (const QByteArray& line : file.readAll().split('\n')) {
-    if (line.startsWith(name + ':')) return line.mid(name.size() + 1).simplified().split(' ')[0].toLong();
+    if (line.startsWith(name + ':'))
+      return line.mid(name.size() + 1).simplified().split(' ')[0].toLong();
   }
   return 0;
 }

@@ -33,7 +33,9 @@ const Setting kKnown[] = {
     {QStringLiteral("org.freedesktop.appearance"), QStringLiteral("reduced-motion"),
      [](const QVariant& value) { return value.toUInt() == 1; }},
     {QStringLiteral("org.gnome.desktop.interface"), QStringLiteral("enable-animations"),
-     [](const QVariant& value) { return value.metaType().id() == QMetaType::Bool && !value.toBool(); }},
+     [](const QVariant& value) {
+       return value.metaType().id() == QMetaType::Bool && !value.toBool();
+     }},
     {QStringLiteral("org.kde.kdeglobals.KDE"), QStringLiteral("AnimationDurationFactor"),
      [](const QVariant& value) {
        bool isNumber = false;
@@ -61,7 +63,8 @@ Motion::Motion() {
 
 int Motion::slideMilliseconds() const {
   const QStyle* const style = QApplication::style();
-  const bool moves = reasons_.isEmpty() && style->styleHint(QStyle::SH_Widget_Animation_Duration) > 0;
+  const bool moves =
+      reasons_.isEmpty() && style->styleHint(QStyle::SH_Widget_Animation_Duration) > 0;
   return moves ? kSlideMilliseconds : 0;
 }
 

@@ -80,9 +80,9 @@ class Hosts : public testing::TestWithParam<Kind> {
       quick_->requestActivate();
       runUntil([this] { return QGuiApplication::focusWindow() == quick_.get(); });
     }
-    phone_ = Phone::create(window, {.walkFile = {},
-                                    .mappedHosts = {},
-                                    .settingsFile = folder_.filePath("settings.ini")});
+    phone_ = Phone::create(
+        window,
+        {.walkFile = {}, .mappedHosts = {}, .settingsFile = folder_.filePath("settings.ini")});
     platform::Platform::install(phone_);
   }
 
@@ -246,7 +246,9 @@ TEST_P(Hosts, BannersLeaveTheHostInUse) {
   platform::LocalNotification notification;
   notification.alertBody = "An offer";
   phone_->application().scheduleLocalNotification(notification);
-  runUntil([this] { return button("An offer") && button("An offer")->mapTo(canvas(), QPoint()).y() > 0; });
+  runUntil([this] {
+    return button("An offer") && button("An offer")->mapTo(canvas(), QPoint()).y() > 0;
+  });
   const QRect card(button("An offer")->mapTo(canvas(), QPoint()), button("An offer")->size());
   runUntil([&] { return button("An offer")->mapTo(canvas(), QPoint()).y() >= 10; });
   const QImage seen = picture();

@@ -73,9 +73,9 @@ class KORVANI_EXPORT ViewController : public std::enable_shared_from_this<ViewCo
   void presentViewController(std::shared_ptr<ViewController> controller, bool animated,
                              Completion completion = {});
   /// Dismisses what this controller presents, with all that stands on it, and presents what waits
-  /// next; where it presents nothing, this controller itself (or the navigation that holds it) is dismissed by the one that
-  /// presents it. The completion runs though nothing was there to dismiss; a
-  /// controller that stands on no stage any more does nothing.
+  /// next; where it presents nothing, this controller itself (or the navigation that holds it) is
+  /// dismissed by the one that presents it. The completion runs though nothing was there to
+  /// dismiss; a controller that stands on no stage any more does nothing.
   void dismissViewControllerAnimated(bool animated, Completion completion = {});
   /// The navigation that holds this controller, null when there is none.
   std::shared_ptr<NavigationController> navigationController() const { return navigation_.lock(); }
