@@ -21,7 +21,6 @@
 #include <korvani/qt/user_defaults.h>
 
 #include <QCoreApplication>
-#include <QPointer>
 #include <QWidget>
 
 namespace korvani::qt {
@@ -33,37 +32,31 @@ location::Moment now() {
 }
 
 /// How notifications reach the host's window, which may go at any time.
-notifications::Surroundings aroundWindow(QPointer<QWidget> window, Screens& screens) {
+notifications::Surroundings around(Screens& screens) {
   return {.showBanner =
-              [=, &screens](const std::string& text, std::function<void()> opened) {
-                const bool isSeen = window && window->isVisible() && !window->isMinimized();
+              [&screens](const std::string& text, std::function<void()> opened) {
+                const bool isSeen = screens.isSeen();
                 if (isSeen) screens.showBanner(text, std::move(opened));
                 return isSeen;
               },
-          .raiseWindow =
-              [=] {
-                if (!window) return;
-                window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
-                window->show();
-                window->raise();
-                window->activateWindow();
-              }};
+          .raiseWindow = [&screens] { screens.raiseWindow(); }};
 }
 
 class LinuxPhone final : public Phone {
  public:
-  LinuxPhone(QWidget* hostWindow, const PhoneOptions& options)
+  LinuxPhone(const HostWindow& hostWindow, const PhoneOptions& options)
       : life_(ApplicationLife::ofProcess()),
         log_(life_, [this] { return "notifications go through " + notifications_.serviceName(); }),
         clock_(life_),
         queues_(life_),
         userDefaults_(life_, queues_, json_, options.settingsFile),
         urlConnection_(options.mappedHosts),
+        images_(queues_),
         locationService_(queues_, log_, now, newRadio(options), std::make_shared<Positions>(),
                          options.locationSettings),
         display_([this] { locationService_.displayTurnedOn(); }),
         screens_(hostWindow, queues_.mainQueue()),
-        notifications_(aroundWindow(hostWindow, screens_), options.notificationsFolder, json_),
+        notifications_(around(screens_), options.notificationsFolder, json_),
         backgroundTasks_(options.backgroundTime),
         device_(screens_),
         application_(screens_, notifications_, backgroundTasks_, queues_.mainQueue()),
@@ -101,6 +94,10 @@ class LinuxPhone final : public Phone {
                         std::function<void()> didBecomeActive) override {
     didEnterBackground_ = std::move(didEnterBackground);
     didBecomeActive_ = std::move(didBecomeActive);
+  }
+  std::shared_ptr<platform::ViewController> presentHostScreen(
+      std::unique_ptr<QWidget> screen) override {
+    return screens_.presentWidget(std::move(screen));
   }
 
  private:
@@ -156,7 +153,7 @@ void Phone::prepareApplication() {
   QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
 }
 
-std::shared_ptr<Phone> Phone::create(QWidget* hostWindow, PhoneOptions options) {
+std::shared_ptr<Phone> Phone::create(const HostWindow& hostWindow, PhoneOptions options) {
   // After the application has gone, an end in good order is no longer possible, nor needed.
   return std::shared_ptr<Phone>(new LinuxPhone(hostWindow, options), [](LinuxPhone* phone) {
     if (QCoreApplication::instance() != nullptr) delete phone;

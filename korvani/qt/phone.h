@@ -13,6 +13,7 @@
 #include <korvani/location/location_settings.h>
 #include <korvani/platform/platform.h>
 #include <korvani/qt/bluetooth/settings.h>
+#include <korvani/qt/host_window.h>
 
 #include <QString>
 #include <chrono>
@@ -32,8 +33,8 @@ struct PhoneOptions {
   std::map<std::string, std::string> mappedHosts;
   /// The INI file of the user-defaults store; empty: the host's own QSettings.
   QString settingsFile;
-  /// How distance, zones and regions are judged, and how the radio listens; docs/radio.md tells what
-  /// each figure means.
+  /// How distance, zones and regions are judged, and how the radio listens; docs/radio.md tells
+  /// what each figure means.
   location::LocationSettings locationSettings{};
   bluetooth::Settings bluetoothSettings{};
   /// How long the application may go on in the background before its tasks expire.
@@ -43,14 +44,15 @@ struct PhoneOptions {
 };
 
 /// Main thread; lives until the process ends once it is installed. A QApplication exists already
-/// and has its names set, that of its desktop entry included. The window may be closed or destroyed
-/// at any time: what would show in it then shows nothing.
+/// and has its names set, that of its desktop entry included; a host with a window of Qt Quick
+/// makes one too. The window may be closed or destroyed at any time: what would show in it then
+/// shows nothing.
 class KORVANI_EXPORT Phone : public platform::Platform {
  public:
   /// Before the QApplication is made, and needed only where the build says that Qt lacks what else
   /// prepares web pages: without it they then open in the browser.
   static void prepareApplication();
-  static std::shared_ptr<Phone> create(QWidget* hostWindow, PhoneOptions options = {});
+  static std::shared_ptr<Phone> create(const HostWindow& hostWindow, PhoneOptions options = {});
 
   /// Called on the main thread with the user information of each local notification that the user
   /// opens. One that is opened before there is a handler waits for it.
@@ -65,6 +67,12 @@ class KORVANI_EXPORT Phone : public platform::Platform {
   /// becomes active.
   virtual void forwardLifecycle(std::function<void()> didEnterBackground,
                                 std::function<void()> didBecomeActive) = 0;
+  /// Shows the host's own widget over the window as the kit shows its screens: in turn with them,
+  /// and gone when one of them takes its place, when the application goes into the background, on
+  /// Escape, or when the host dismisses the controller that this returns. It is deleted then. Null,
+  /// and nothing is shown, without a widget. Main thread.
+  virtual std::shared_ptr<platform::ViewController> presentHostScreen(
+      std::unique_ptr<QWidget> screen) = 0;
 };
 
 }  // namespace korvani::qt

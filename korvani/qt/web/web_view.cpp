@@ -13,7 +13,7 @@ WebView::~WebView() {
   if (page_) page_->deleteLater();
 }
 
-QWidget* WebView::page() {
+QWidget* WebView::heldWidget() {
   if (hadPage_ && !page_) load(url());  // it went with an earlier screen
   return page_;
 }
@@ -23,9 +23,10 @@ void WebView::load(const std::optional<platform::URL>& url) {
       url ? QUrl(QString::fromStdString(url->absoluteString())) : QUrl("about:blank");
   isInBrowser_ = false;
   if (!PageView::accepts(address)) return fail("unsupported address: " + address.toDisplayString());
-  if (!window_) return fail("no window to show a page in");
+  QWidget* const window = canvas_ ? canvas_->widget() : nullptr;
+  if (!window) return fail("no window to show a page in");
   QString reason;
-  if (makePage(reason)) {
+  if (makePage(*window, reason)) {
     page_->load(address);
   } else if (url) {
     openInBrowser(*url, reason);
@@ -34,11 +35,11 @@ void WebView::load(const std::optional<platform::URL>& url) {
   }
 }
 
-bool WebView::makePage(QString& reason) {
+bool WebView::makePage(QWidget& window, QString& reason) {
   if (page_) return true;
   PageViews* const views = pageViews(reason);
   if (!views) return false;
-  page_ = views->newPageView(window_, failure());
+  page_ = views->newPageView(&window, failure());
   hadPage_ = true;
   page_->hide();
   page_->resize(QSizeF(frame().width, frame().height).toSize());  // laid out before it is shown
