@@ -28,11 +28,11 @@ namespace korvani::qt {
 struct PhoneOptions {
   /// Beacons, and the way past them that the phone takes from its creation on, in place of what its
   /// radio hears; docs/radio.md tells the form. Empty: the radio.
-  QString walkFile;
+  QString walkFile{};
   /// "host:port" → "host:port" that requests go to in its place; for tests.
-  std::map<std::string, std::string> mappedHosts;
+  std::map<std::string, std::string> mappedHosts{};
   /// The INI file of the user-defaults store; empty: the host's own QSettings.
-  QString settingsFile;
+  QString settingsFile{};
   /// How distance, zones and regions are judged, and how the radio listens; docs/radio.md tells
   /// what each figure means.
   location::LocationSettings locationSettings{};
@@ -40,7 +40,7 @@ struct PhoneOptions {
   /// How long the application may go on in the background before its tasks expire.
   std::chrono::milliseconds backgroundTime = std::chrono::minutes(3);
   /// Where notifications wait to be opened; empty: a folder among the host's own data.
-  QString notificationsFolder;
+  QString notificationsFolder{};
 };
 
 /// Main thread; lives until the process ends once it is installed. A QApplication exists already

@@ -64,7 +64,7 @@ Stage* ViewController::stage() const {
 
 std::shared_ptr<NavigationController> NavigationController::initWithRootViewController(
     std::shared_ptr<ViewController> root) {
-  const std::shared_ptr<NavigationController> navigation(new NavigationController);
+  std::shared_ptr<NavigationController> navigation(new NavigationController);
   navigation->hold(std::move(root));
   return navigation;
 }
