@@ -70,6 +70,8 @@ class ChildSheet final : public Sheet {
  public:
   explicit ChildSheet(QWindow* host) : host_(host) {
     setWindowFlags(kFlags);
+    // Seen through where the window system blends; elsewhere its shape is cut out.
+    setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_QuitOnClose, false);
     resize(host->size());
     host->installEventFilter(this);
@@ -92,7 +94,7 @@ class ChildSheet final : public Sheet {
     // An empty mask is none; what is out of sight is a shape as well.
     setMask(shape.isEmpty() ? QRegion(-1, -1, 1, 1) : shape);
     if (isHidden()) enter();
-    isCovered() ? takeKeyboard() : giveKeyboardBack();
+    topCover() ? takeKeyboard() : giveKeyboardBack();
   }
 
  protected:
@@ -113,9 +115,7 @@ class ChildSheet final : public Sheet {
         return false;
       case QEvent::KeyPress:
       case QEvent::KeyRelease:
-        if (!isCovered()) return false;
-        QCoreApplication::sendEvent(focusWidget() ? focusWidget() : this, event);
-        return true;
+        return passOn(event);
       case QEvent::MouseButtonPress:
       case QEvent::MouseButtonRelease:
       case QEvent::MouseButtonDblClick:
@@ -127,18 +127,28 @@ class ChildSheet final : public Sheet {
       case QEvent::TabletPress:
       case QEvent::TabletMove:
       case QEvent::TabletRelease:
-        return isCovered();
+        return topCover() != nullptr;
       default:
         return false;
     }
   }
 
  private:
-  bool isCovered() const {
-    for (const Layer* layer : Layer::shownOn(this)) {
-      if (dynamic_cast<const Cover*>(layer)) return true;
+  Cover* topCover() const {
+    Cover* top = nullptr;
+    for (Layer* layer : Layer::shownOn(this)) {
+      if (auto* cover = dynamic_cast<Cover*>(layer)) top = cover;
     }
-    return false;
+    return top;
+  }
+
+  /// Keys that the host's window has got are for what covers it.
+  bool passOn(QEvent* key) {
+    Cover* const top = topCover();
+    if (!top) return false;
+    QWidget* const focused = focusWidget();
+    QCoreApplication::sendEvent(top->isAncestorOf(focused) ? focused : top, key);
+    return true;
   }
 
   void join() {
@@ -168,7 +178,7 @@ class ChildSheet final : public Sheet {
 
   // Never from another application, nor from another window of this one.
   void takeKeyboard() {
-    if (!isVisible() || !isCovered() || QGuiApplication::focusWindow() != host_) return;
+    if (!isVisible() || !topCover() || QGuiApplication::focusWindow() != host_) return;
     // Where a child window never gets the focus itself, it gets the host's keys.
     QApplication::setActiveWindow(this);
     activateWindow();

@@ -62,9 +62,10 @@ class Cover : public Layer {
   /// Return presses the button that has the focus; Escape and Back go back.
   void keyPressEvent(QKeyEvent* event) override;
 
- private:
+  /// Null for the one that has the keyboard.
   Cover* shownAbove() const;
 
+ private:
   QPointer<QWidget> focusedBefore_;
 };
 

@@ -84,6 +84,7 @@ class StageCover final : public Cover {
     return shape & rect();
   }
   void goBack() override {
+    if (Cover* const above = shownAbove()) return above->goBack();
     if (top() && !moves_) top()->controller()->dismissViewControllerAnimated(true);
   }
   /// While screens move, nobody leaves them.

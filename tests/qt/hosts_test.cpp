@@ -85,6 +85,14 @@ class Hosts : public testing::TestWithParam<Kind> {
         {.walkFile = {}, .mappedHosts = {}, .settingsFile = folder_.filePath("settings.ini")});
     platform::Platform::install(phone_);
   }
+  ~Hosts() override {
+    // Answers that are still under way would be lost with all that waits for them.
+    for (const auto& bus : {QDBusConnection::sessionBus(), QDBusConnection::systemBus()}) {
+      bus.call(QDBusMessage::createMethodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                              "org.freedesktop.DBus", "GetId"));
+    }
+    QCoreApplication::processEvents();
+  }
 
   std::shared_ptr<ViewController> root() { return phone_->application().rootViewController(); }
   /// The widget that the phone draws on, while it draws.
