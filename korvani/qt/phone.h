@@ -31,7 +31,7 @@ struct PhoneOptions {
   /// The INI file of the user-defaults store; empty: the host's own QSettings.
   QString settingsFile;
   /// Where notifications wait to be opened; empty: a folder among the host's own data.
-  QString notificationsFolder;
+  QString notificationsFolder = {};
 };
 
 /// Main thread; lives until the process ends once it is installed. A QApplication exists already
