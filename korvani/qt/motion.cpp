@@ -45,7 +45,7 @@ const Setting kKnown[] = {
 
 }  // namespace
 
-Motion::Motion() {
+void Motion::follow() {
   auto bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) return;
   qDBusRegisterMetaType<Groups>();

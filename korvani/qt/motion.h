@@ -11,12 +11,13 @@ class QDBusMessage;
 namespace korvani::qt {
 
 /// The settings of the desktop, read from its portal and followed; while there is none, or it has
-/// not answered yet, those that Qt's style knows. Main thread; nothing here waits for the portal.
+/// not answered yet, those that Qt's style knows. Main thread; nothing here waits for an answer.
 class Motion final : public QObject {
   Q_OBJECT
 
  public:
-  Motion();
+  /// From now on.
+  void follow();
 
   /// How long a screen slides; 0: it is there at once.
   int slideMilliseconds() const;

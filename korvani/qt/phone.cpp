@@ -2,6 +2,7 @@
 #include <korvani/codec/json.h>
 #include <korvani/location/beacon_location_manager.h>
 #include <korvani/location/walk_radio.h>
+#include <korvani/qt/after_start.h>
 #include <korvani/qt/application.h>
 #include <korvani/qt/background_tasks.h>
 #include <korvani/qt/bluetooth/radio.h>
@@ -21,7 +22,10 @@
 #include <korvani/qt/user_defaults.h>
 
 #include <QCoreApplication>
+#include <QObject>
+#include <QTimer>
 #include <QWidget>
+#include <optional>
 
 namespace korvani::qt {
 
@@ -54,13 +58,15 @@ class LinuxPhone final : public Phone {
         images_(queues_),
         locationService_(queues_, log_, now, newRadio(options), std::make_shared<Positions>(),
                          options.locationSettings),
-        display_([this] { locationService_.displayTurnedOn(); }),
         screens_(hostWindow, queues_.mainQueue()),
         notifications_(around(screens_), options.notificationsFolder, json_),
         backgroundTasks_(options.backgroundTime),
         device_(screens_),
         application_(screens_, notifications_, backgroundTasks_, queues_.mainQueue()),
         lifecycle_([this] { enteredBackground(); }, [this] { becameActive(); }) {
+    QTimer::singleShot(kAfterStart, &started_, [this] {
+      display_.emplace([this] { locationService_.displayTurnedOn(); });
+    });
     life_.endAtExit([this] {
       urlConnection_.stop();
       userDefaults_.flush();
@@ -135,13 +141,15 @@ class LinuxPhone final : public Phone {
   URLConnection urlConnection_;
   ImageDecoder images_;
   location::BeaconLocationService locationService_;
-  Display display_;
+  /// Made when the host has started.
+  std::optional<Display> display_;
   Screens screens_;
   notifications::LocalNotifications notifications_;
   BackgroundTasks backgroundTasks_;
   Device device_;
   Application application_;
   Lifecycle lifecycle_;
+  QObject started_;
   std::function<void()> didEnterBackground_;
   std::function<void()> didBecomeActive_;
 };

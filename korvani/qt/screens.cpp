@@ -1,4 +1,5 @@
 // Takes each call to the main thread and to the part that shows it.
+#include <korvani/qt/after_start.h>
 #include <korvani/qt/alert.h>
 #include <korvani/qt/banner.h>
 #include <korvani/qt/canvas.h>
@@ -9,6 +10,7 @@
 #include <korvani/qt/stage.h>
 #include <korvani/qt/web/web_view.h>
 
+#include <QTimer>
 #include <utility>
 
 namespace korvani::qt {
@@ -42,7 +44,9 @@ class WidgetController final : public platform::ViewController {
 
 /// Touched on the main thread only.
 struct Screens::Parts {
-  explicit Parts(const HostWindow& hostWindow) : canvas(Canvas::over(hostWindow)) {}
+  explicit Parts(const HostWindow& hostWindow) : canvas(Canvas::over(hostWindow)) {
+    QTimer::singleShot(kAfterStart, &motion, &Motion::follow);
+  }
 
   const std::unique_ptr<Canvas> canvas;
   Motion motion;

@@ -27,7 +27,8 @@ TEST(MotionTest, FollowsTheSettingsOfDesktops) {
   QMap<QString, QVariantMap> settings{{"org.freedesktop.appearance", {{"reduced-motion", 1U}}}};
   desktop.answers = {{QStringLiteral("ReadAll"),
                       [&](const QDBusMessage&) { return QVariant::fromValue(settings); }}};
-  const Motion motion;
+  Motion motion;
+  motion.follow();
   EXPECT_EQ(motion.slideMilliseconds(), 300) << "before there is a portal";
   desktop.enter(kPortal);
   runUntil([&] { return motion.slideMilliseconds() == 0; });
