@@ -2,7 +2,7 @@
 # bash, from the root of the tree.
 
 packages=(
-  g++ cmake ninja-build pkg-config
+  g++ clang cmake ninja-build pkg-config dpkg-dev file binutils
   qt6-base-dev qt6-qpa-plugins qt6-webengine-dev libqt6webenginecore6-bin fonts-dejavu-core
   qt6-positioning-dev libqt6positioning6-plugins qt6-image-formats-plugins
   qt6-declarative-dev qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtqml

@@ -88,7 +88,7 @@ class Notifications : public testing::Test {
 
   PrivateBus bus_;
   const QTemporaryDir folder_;
-  const codec::JSON json_;
+  codec::JSON json_;
   bool hasWindow_ = true;
   std::vector<std::string> banners_;
   std::function<void()> openBanner_;
