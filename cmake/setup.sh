@@ -6,7 +6,7 @@ packages=(
   qt6-base-dev qt6-qpa-plugins qt6-webengine-dev libqt6webenginecore6-bin fonts-dejavu-core
   qt6-positioning-dev libqt6positioning6-plugins
   libcurl4-openssl-dev libpng-dev nlohmann-json3-dev libcpp-httplib-dev libcli11-dev
-  libgtest-dev libgmock-dev python3 python3-dbusmock dbus
+  libgtest-dev libgmock-dev python3 python3-dbusmock dbus chromium chromium-driver
 )
 
 # A descriptor 0 that the caller closed would be taken by the first file that a program opens.

@@ -160,6 +160,7 @@ void LivePage::change(const httplib::Request& request, const std::string& body,
 }
 
 void LivePage::publishState() {
+  const std::lock_guard lock(publishing_);  // what was read last is told last
   const Json state = {{"keys", service_.settings()}, {"break", faults_.standing()}};
   feed_.publishState(state.dump());
 }

@@ -5,6 +5,7 @@
 #include <httplib.h>
 
 #include <atomic>
+#include <mutex>
 #include <string>
 
 #include "faults.h"
@@ -44,6 +45,7 @@ class LivePage {
   const std::string host_;
   const std::string token_;  // stands in the page alone
   std::atomic<int> watchers_ = 0;
+  std::mutex publishing_;
 };
 
 }  // namespace korvani::service
