@@ -4,9 +4,12 @@
 packages=(
   g++ cmake ninja-build pkg-config
   qt6-base-dev qt6-qpa-plugins qt6-webengine-dev libqt6webenginecore6-bin fonts-dejavu-core
-  qt6-positioning-dev libqt6positioning6-plugins
+  qt6-positioning-dev libqt6positioning6-plugins qt6-image-formats-plugins
+  qt6-declarative-dev qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtqml
+  qml6-module-qtqml-models qml6-module-qtqml-workerscript
   libcurl4-openssl-dev libpng-dev nlohmann-json3-dev libcpp-httplib-dev libcli11-dev
-  libgtest-dev libgmock-dev python3 python3-dbusmock dbus chromium chromium-driver
+  libgtest-dev libgmock-dev python3 python3-dbusmock dbus tzdata sway qt6-wayland
+  dunst xvfb xauth chromium chromium-driver
 )
 
 # A descriptor 0 that the caller closed would be taken by the first file that a program opens.

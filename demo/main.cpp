@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 
+#include "dunst.h"
 #include "kit_log.h"
 #include "road.h"
 #include "service_log.h"
@@ -37,6 +38,7 @@ struct Options {
   QString pictures;
   QString serviceLog;
   bool automatic = false;
+  bool dunst = false;
   int patience = 0;
 };
 
@@ -50,6 +52,7 @@ std::optional<Options> readOptions(const QApplication& application) {
        {"service-log", "Request log of the local service, to follow.", "file"},
        {"pictures", "Folder for pictures of each screen, with --auto.", "folder"},
        {"auto", "Open, tap and close everything without a user, then end."},
+       {"dunst", "With --auto: notifications come through dunst, and are opened there."},
        {"patience", "Seconds after which --auto gives up.", "seconds", "280"}});
   parser.process(application);
   if (!parser.positionalArguments().isEmpty()) {
@@ -68,8 +71,13 @@ std::optional<Options> readOptions(const QApplication& application) {
                  qPrintable(parser.value("walk")));
     return std::nullopt;
   }
-  return Options{parser.value("key"),         parser.value("walk"), parser.value("pictures"),
-                 parser.value("service-log"), parser.isSet("auto"), patience};
+  return Options{parser.value("key"),
+                 parser.value("walk"),
+                 parser.value("pictures"),
+                 parser.value("service-log"),
+                 parser.isSet("auto"),
+                 parser.isSet("dunst"),
+                 patience};
 }
 
 /// One line a step: time, what, which.
@@ -147,6 +155,7 @@ class Demonstration {
     korvani::qt::PhoneOptions phoneOptions;
     phoneOptions.walkFile = options_.walk;
     phoneOptions.settingsFile = store_.filePath("defaults.ini");  // each run is a first start
+    phoneOptions.notificationsFolder = store_.filePath("notifications");
     const auto phone = korvani::qt::Phone::create(&window_, phoneOptions);
     Platform::install(watchedPhone(phone, watcher()));
     phone->setLocalNotificationOpenedHandler([this](const Value& userInfo) {
@@ -154,10 +163,12 @@ class Demonstration {
       Korvani::didReceiveLocalNotification(userInfo);
     });
     phone->forwardLifecycle(&Korvani::didEnterBackground, &Korvani::didBecomeActive);
-    tell_("started", "key " + options_.key);
-    Korvani::initWithAPIKey(options_.key.toStdString(), nullptr, /*isProd=*/false);
-    Korvani::setColorBackground(korvani::platform::Color{0x26, 0x3e, 0x30});
-    Korvani::requestLocalizationAndNotificationsAuthorization();
+    phone->whenLaunched([this](const auto& launch) {
+      tell_("started", "key " + options_.key);
+      Korvani::initWithAPIKey(options_.key.toStdString(), launch, /*isProd=*/false);
+      Korvani::setColorBackground(korvani::platform::Color{0x26, 0x3e, 0x30});
+      Korvani::requestLocalizationAndNotificationsAuthorization();
+    });
   }
 
   Watcher watcher() {
@@ -181,10 +192,14 @@ class Demonstration {
 
   void visitAlone() {
     fetcher_.emplace();
+    if (options_.dunst) dunst_.emplace();
     visitor_.emplace(Visitor::Surroundings{
         .window = &window_,
         .root = [] { return Platform::installed()->application().rootViewController(); },
         .roadIsComplete = [this] { return hasEnd() && road_.missing().isEmpty(); },
+        .dunst = dunst_ ? &*dunst_ : nullptr,
+        .posted = [this] { return road_.posted(); },
+        .opened = [this] { return road_.opened(); },
         .pictures = options_.pictures,
         .leave = [] { QCoreApplication::quit(); }});
     if (!hasEnd()) return;
@@ -228,6 +243,7 @@ class Demonstration {
   QTimer reading_;
   QStringList kitLines_;
   std::optional<Fetcher> fetcher_;
+  std::optional<Dunst> dunst_;
   std::optional<Visitor> visitor_;
   bool gaveUp_ = false;
 };
@@ -238,7 +254,6 @@ class Demonstration {
 #include "main.moc"
 
 int main(int argc, char** argv) {
-  korvani::qt::Phone::prepareApplication();
   QApplication application(argc, argv);
   QApplication::setApplicationName("korvani-demo");
   QApplication::setApplicationDisplayName("Fernhill Market");

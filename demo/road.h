@@ -18,8 +18,8 @@ class Road {
   /// Told of each step as it happens.
   using Tell = std::function<void(const QString& what, const QString& which)>;
 
-  /// `beacons` are those that the walk passes, as "major/minor"; empty where nobody knows. With a key that is not the
-  /// service's the road ends at an alert.
+  /// `beacons` are those that the walk passes, as "major/minor"; empty where nobody knows. With a
+  /// key that is not the service's the road ends at an alert.
   Road(QSet<QString> beacons, bool keyIsKnown, Tell tell);
 
   /// One request, as the service's log has it.
@@ -32,6 +32,8 @@ class Road {
   /// What is shown over the shop now: "image pop-up", "web pop-up …", "pushed page …" or nothing.
   void screenShown(const QString& name);
 
+  int posted() const { return sum(&Delivery::posted); }
+  int opened() const { return sum(&Delivery::opened); }
   /// What is not as it should be at the end of the road; nothing when all is.
   QStringList missing() const;
   /// "road: 3 beacons reported, 3 notifications, 3 opened, 3 confirmed".

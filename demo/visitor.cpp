@@ -11,6 +11,7 @@
 #include <QEnterEvent>
 #include <QMouseEvent>
 #include <QPixmap>
+#include <QScreen>
 #include <algorithm>
 #include <utility>
 
@@ -85,13 +86,17 @@ void Visitor::look() {
     return;  // it is about to leave
   } else if (banner) {
     if (banner->y() >= 0) openNotification(banner);  // it has slid in
+  } else if (isNotified()) {
+    openOnDesktop();
   } else {
     lookAround();
   }
 }
 
 bool Visitor::nothingMoves() {
-  const QImage now = here_.window->grab().toImage();
+  const QPixmap picture =
+      looksAtScreen_ ? here_.window->screen()->grabWindow() : here_.window->grab();
+  const QImage now = picture.toImage();
   return now == std::exchange(seen_, now);
 }
 
@@ -134,6 +139,24 @@ bool Visitor::isOnTop(const QRect& area, const char* button) const {
 void Visitor::openNotification(QWidget* banner) {
   takePicture("notification");
   pressAt(banner->geometry().center());
+}
+
+/// One at a time: what was opened last has come back to the host.
+bool Visitor::isNotified() const {
+  return here_.dunst && here_.opened() == openedOnDesktop_ && here_.posted() > here_.opened();
+}
+
+/// Look by look: has it shown, sees it, opens it.
+void Visitor::openOnDesktop() {
+  waitingFor_ = "dunst to show the notification";
+  if (!std::exchange(looksAtScreen_, true)) return here_.dunst->setHeld(false);
+  if (!std::exchange(isShown_, here_.dunst->showsSomething())) return;
+  takePicture("notification");
+  looksAtScreen_ = isShown_ = false;
+  ++openedOnDesktop_;
+  here_.dunst->open();
+  here_.dunst->setHeld(true);
+  waitingFor_ = "the opened notification to come back";
 }
 
 void Visitor::lookAround() {

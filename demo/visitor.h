@@ -12,6 +12,8 @@
 #include <functional>
 #include <memory>
 
+#include "dunst.h"
+
 class QAbstractButton;
 
 namespace demo {
@@ -26,6 +28,11 @@ class Visitor {
     std::function<std::shared_ptr<korvani::platform::ViewController>()> root;
     /// Has all happened that the walk brings?
     std::function<bool()> roadIsComplete;
+    /// Where notifications are opened that do not come as banners; null for none.
+    Dunst* dunst;
+    /// How many notifications have been posted and opened so far.
+    std::function<int()> posted;
+    std::function<int()> opened;
     /// Where pictures go; empty for none.
     QString pictures;
     /// The visitor has seen all.
@@ -44,6 +51,8 @@ class Visitor {
   void look(const std::shared_ptr<korvani::platform::ViewController>& screen);
   bool isOnTop(const QRect& area, const char* button) const;
   void openNotification(QWidget* banner);
+  bool isNotified() const;
+  void openOnDesktop();
   void lookAround();
   void takePicture(const QString& name);
   QAbstractButton* named(const QString& accessibleName) const;
@@ -54,6 +63,11 @@ class Visitor {
   const Surroundings here_;
   QTimer timer_;
   QImage seen_;
+  /// The whole screen is looked at, and dunst has been seen to show something there.
+  bool looksAtScreen_ = false;
+  bool isShown_ = false;
+  /// How many notifications this visitor has opened on the desktop.
+  int openedOnDesktop_ = 0;
   QSet<QString> pictures_;
   std::weak_ptr<korvani::platform::ViewController> tapped_;
   QString waitingFor_;

@@ -24,13 +24,6 @@ class Atomic {
     std::swap(value_, value);
     return value;
   }
-  /// Stores the value if the present one equals `expected`; tells whether it did.
-  bool compareExchange(const T& expected, T value) {
-    const std::lock_guard lock(mutex_);
-    if (!(value_ == expected)) return false;
-    std::swap(value_, value);
-    return true;
-  }
 
  private:
   mutable std::mutex mutex_;

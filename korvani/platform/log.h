@@ -11,6 +11,9 @@ class Log {
  public:
   virtual ~Log() = default;
   virtual void write(std::string_view line) = 0;
+  /// Main thread. The host has asked for lines for developers, or asks for no more; a phone may
+  /// have some of its own.
+  virtual void setDebug(bool) {}
 };
 
 }  // namespace korvani::platform

@@ -1,9 +1,9 @@
 // The card: a title if there is one, the message, and one button; Return and Escape press it.
 #include <korvani/qt/alert.h>
+#include <korvani/qt/canvas.h>
 #include <korvani/qt/cover.h>
 
 #include <QAccessible>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QTextBlockFormat>
@@ -19,6 +19,7 @@ namespace {
 
 constexpr int kCardWidth = 300;
 constexpr int kPadding = 20;
+constexpr int kRadius = 16;
 constexpr int kButtonHeight = 46;
 constexpr qsizetype kMostCharacters = 4000;
 
@@ -29,8 +30,8 @@ QString shortened(const std::string& text) {
 
 class AlertCover final : public Cover {
  public:
-  AlertCover(QWidget* window, const platform::Alert& alert)
-      : Cover(window, Order::kAlert), colors_(CardColors::of(palette())) {
+  AlertCover(QWidget* canvas, const platform::Alert& alert)
+      : Cover(canvas, Order::kAlert), colors_(CardColors::of(palette())) {
     setObjectName("korvaniAlert");
     setAccessibleName(shortened(alert.message));
     makeTitle(alert.title);
@@ -45,6 +46,9 @@ class AlertCover final : public Cover {
     QAccessible::updateAccessibility(&event);
   }
   QPushButton* button() const { return button_; }
+
+  QRegion shape() const override { return cardShape(card_, kRadius); }
+  void goBack() override { button_->click(); }
 
  protected:
   void place(const QSize& window) override {
@@ -62,21 +66,16 @@ class AlertCover final : public Cover {
     title_->setGeometry(QRect(text, QSize(inner, titleHeight)));
     message_->setGeometry(QRect(text + QPoint(0, titleHeight), QSize(inner, textHeight)));
     button_->setGeometry(card_.left(), card_.bottom() + 1 - kButtonHeight, width, kButtonHeight);
+    shapeChanged();
   }
 
   void paintEvent(QPaintEvent*) override {
     QPainter painter(this);
     painter.fillRect(rect(), QColor(0, 0, 0, 110));
-    paintCard(painter, card_, 16, colors_.fill);
+    paintCard(painter, card_, kRadius, colors_.fill);
     painter.setPen(QPen(colors_.line, 1));
     painter.setRenderHint(QPainter::Antialiasing, false);
     painter.drawLine(button_->geometry().topLeft(), button_->geometry().topRight());
-  }
-
-  void keyPressEvent(QKeyEvent* event) override {
-    const int key = event->key();
-    if (key == Qt::Key_Escape || key == Qt::Key_Return || key == Qt::Key_Enter) button_->click();
-    event->accept();
   }
 
  private:
@@ -156,10 +155,10 @@ void Alerts::show(const platform::Alert& alert) {
 }
 
 void Alerts::showNext() {
-  if (shown_ || waiting_.empty() || !window_) return;
+  if (shown_ || waiting_.empty() || !canvas_.widget()) return;
   const platform::Alert alert = std::move(waiting_.front());
   waiting_.pop_front();
-  auto* cover = new AlertCover(window_, alert);
+  auto* cover = new AlertCover(canvas_.widget(), alert);
   shown_ = cover;
   QObject::connect(cover->button(), &QPushButton::clicked, &context_, [this, cover, alert] {
     cover->retire();

@@ -10,10 +10,12 @@
 
 namespace korvani::qt {
 
+class Canvas;
+
 /// Main thread. Without a window no alert is shown and no delegate hears of it.
 class Alerts {
  public:
-  explicit Alerts(QWidget* window) : window_(window) {}
+  explicit Alerts(Canvas& canvas) : canvas_(canvas) {}
   ~Alerts() { delete shown_; }
 
   /// Shown when those before it have been answered. The text is shown as it is, never as markup,
@@ -24,7 +26,7 @@ class Alerts {
   void showNext();
   void answered(const platform::Alert& alert);
 
-  const QPointer<QWidget> window_;
+  Canvas& canvas_;
   std::deque<platform::Alert> waiting_;
   QPointer<QWidget> shown_;
   QObject context_;

@@ -4,15 +4,15 @@
 #include <korvani/platform/application.h>
 #include <korvani/platform/queues.h>
 #include <korvani/qt/background_tasks.h>
-#include <korvani/qt/local_notifications.h>
+#include <korvani/qt/notifications/local_notifications.h>
 #include <korvani/qt/screens.h>
 
 namespace korvani::qt {
 
 class Application final : public platform::Application {
  public:
-  Application(Screens& screens, LocalNotifications& notifications, BackgroundTasks& tasks,
-              platform::Queue& mainQueue)
+  Application(Screens& screens, notifications::LocalNotifications& notifications,
+              BackgroundTasks& tasks, platform::Queue& mainQueue)
       : screens_(screens), notifications_(notifications), tasks_(tasks), mainQueue_(mainQueue) {}
 
   std::shared_ptr<platform::ViewController> rootViewController() override {
@@ -34,7 +34,7 @@ class Application final : public platform::Application {
 
  private:
   Screens& screens_;
-  LocalNotifications& notifications_;
+  notifications::LocalNotifications& notifications_;
   BackgroundTasks& tasks_;
   platform::Queue& mainQueue_;
 };

@@ -1,4 +1,4 @@
-// A timer that runs in the background, and the tasks that it ends.
+// A timer that runs in the background, and the tasks that it or the machine's sleep ends.
 #include <korvani/qt/background_tasks.h>
 
 #include <algorithm>
@@ -7,7 +7,16 @@
 
 namespace korvani::qt {
 
-BackgroundTasks::BackgroundTasks(std::chrono::milliseconds budget) : budget_(budget) {
+namespace {
+
+/// As long as a timer can run.
+constexpr std::chrono::milliseconds kLongestBudget{std::numeric_limits<int>::max()};
+
+}  // namespace
+
+BackgroundTasks::BackgroundTasks(std::chrono::milliseconds budget)
+    : budget_(std::clamp(budget, std::chrono::milliseconds(0), kLongestBudget)),
+      sleepDelay_([this] { sleepIsNear(); }) {
   timer_.setSingleShot(true);
   timer_.setTimerType(Qt::PreciseTimer);
   QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { expire(); });
@@ -16,11 +25,13 @@ BackgroundTasks::BackgroundTasks(std::chrono::milliseconds budget) : budget_(bud
 platform::BackgroundTaskIdentifier BackgroundTasks::begin(std::function<void()> expirationHandler) {
   if (deadline_.load() && !timer_.isActive()) startBudget();
   open_.emplace(++lastIdentifier_, std::move(expirationHandler));
+  sleepDelay_.setWanted(true);
   return lastIdentifier_;
 }
 
 void BackgroundTasks::end(platform::BackgroundTaskIdentifier identifier) {
   open_.erase(identifier);
+  if (open_.empty()) sleepDelay_.setWanted(false);
 }
 
 double BackgroundTasks::timeRemaining() const {
@@ -42,11 +53,19 @@ void BackgroundTasks::startBudget() {
   timer_.start(budget_);
 }
 
+// The time in the background ends here; in the foreground there is no limit all the same.
+void BackgroundTasks::sleepIsNear() {
+  timer_.stop();
+  if (deadline_.load()) deadline_.store(std::chrono::steady_clock::now());
+  expire();
+}
+
 void BackgroundTasks::expire() {
   const auto expired = std::exchange(open_, {});
   for (const auto& [identifier, handler] : expired) {
     if (handler) handler();
   }
+  if (open_.empty()) sleepDelay_.setWanted(false);
 }
 
 }  // namespace korvani::qt

@@ -1,6 +1,8 @@
 // The card: the host's icon and name, the text, a button over all of it, and one to close it.
 #include <korvani/qt/banner.h>
+#include <korvani/qt/canvas.h>
 #include <korvani/qt/cover.h>
+#include <korvani/qt/motion.h>
 
 #include <QAbstractButton>
 #include <QAccessible>
@@ -20,7 +22,7 @@ constexpr int kIcon = 36;
 constexpr int kMostWidth = 420;
 constexpr int kMostLines = 4;
 constexpr qsizetype kMostCharacters = 400;
-constexpr int kSlideMilliseconds = 300;
+constexpr int kRadius = 18;
 
 /// A button that its card draws, but for the cross of the one that closes it.
 class CardButton final : public QAbstractButton {
@@ -57,8 +59,10 @@ QFont sized(QFont font, int pixels, QFont::Weight weight = QFont::Normal) {
 
 class BannerCard final : public Layer {
  public:
-  BannerCard(QWidget* window, const QString& text, std::chrono::milliseconds stay)
-      : Layer(window, Order::kBanner),
+  BannerCard(QWidget* canvas, const Motion& motion, const QString& text,
+             std::chrono::milliseconds stay)
+      : Layer(canvas, Order::kBanner),
+        motion_(motion),
         text_(text.left(kMostCharacters).simplified()),
         colors_(CardColors::of(palette())),
         body_(new CardButton(text_, {}, this)),
@@ -68,13 +72,14 @@ class BannerCard final : public Layer {
     stay_.setInterval(stay);
     connect(&stay_, &QTimer::timeout, this, &BannerCard::leave);
     connect(close_, &QAbstractButton::clicked, this, &BannerCard::leave);
-    slide_.setDuration(kSlideMilliseconds);
     slide_.setEasingCurve(QEasingCurve::OutCubic);
     connect(&slide_, &QVariantAnimation::valueChanged, this,
             [this](const QVariant& y) { move(x(), y.toInt()); });
   }
 
   QAbstractButton* body() const { return body_; }
+  QRegion shape() const override { return cardShape(card_.translated(pos()), kRadius); }
+  void goBack() override { leave(); }
 
   void enter() {
     raiseInOrder();
@@ -110,7 +115,7 @@ class BannerCard final : public Layer {
 
   void paintEvent(QPaintEvent*) override {
     QPainter painter(this);
-    paintCard(painter, card_, 18, body_->isDown() ? colors_.line : colors_.fill);
+    paintCard(painter, card_, kRadius, body_->isDown() ? colors_.line : colors_.fill);
     paintIcon(painter, QRect(card_.topLeft() + QPoint(kPadding, kPadding), QSize(kIcon, kIcon)));
 
     const QPoint text = card_.topLeft() + QPoint(2 * kPadding + kIcon, kPadding);
@@ -140,6 +145,7 @@ class BannerCard final : public Layer {
 
   void slideTo(int y) {
     slide_.stop();
+    slide_.setDuration(motion_.slideMilliseconds());
     slide_.setStartValue(this->y());
     slide_.setEndValue(y);
     slide_.start();
@@ -185,6 +191,7 @@ class BannerCard final : public Layer {
     painter.drawText(tile, Qt::AlignCenter, hostName().left(1).toUpper());
   }
 
+  const Motion& motion_;
   const QString text_;
   const CardColors colors_;
   CardButton* const body_;
@@ -197,7 +204,8 @@ class BannerCard final : public Layer {
   int textBottom_ = 0;
 };
 
-Banners::Banners(QWidget* window, std::chrono::milliseconds stay) : window_(window), stay_(stay) {}
+Banners::Banners(Canvas& canvas, const Motion& motion, std::chrono::milliseconds stay)
+    : canvas_(canvas), motion_(motion), stay_(stay) {}
 
 Banners::~Banners() { delete shown_; }
 
@@ -207,10 +215,10 @@ void Banners::show(const QString& text, std::function<void()> opened) {
 }
 
 void Banners::showNext() {
-  if (shown_ || waiting_.empty() || !window_) return;
+  if (shown_ || waiting_.empty() || !canvas_.widget()) return;
   const Banner banner = std::move(waiting_.front());
   waiting_.pop_front();
-  shown_ = new BannerCard(window_, banner.text, stay_);
+  shown_ = new BannerCard(canvas_.widget(), motion_, banner.text, stay_);
   QObject::connect(shown_->body(), &QAbstractButton::clicked, &context_,
                    [this, opened = banner.opened] {
                      shown_->leave();

@@ -12,13 +12,16 @@
 namespace korvani::qt {
 
 class BannerCard;
+class Canvas;
+class Motion;
 
 /// Cards that slide from the top over the host's window, one at a time. Main thread. Without a
 /// window none is shown.
 class Banners {
  public:
   /// A banner that nobody opens or closes leaves after `stay`, but not under the pointer.
-  explicit Banners(QWidget* window, std::chrono::milliseconds stay = std::chrono::seconds(6));
+  Banners(Canvas& canvas, const Motion& motion,
+          std::chrono::milliseconds stay = std::chrono::seconds(6));
   ~Banners();
 
   /// Plain text. `opened` is called once when the user presses the banner, and not at all when it
@@ -32,7 +35,8 @@ class Banners {
   };
   void showNext();
 
-  const QPointer<QWidget> window_;
+  Canvas& canvas_;
+  const Motion& motion_;
   const std::chrono::milliseconds stay_;
   std::deque<Banner> waiting_;
   QPointer<BannerCard> shown_;

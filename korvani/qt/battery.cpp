@@ -1,12 +1,13 @@
 // Follows UPower's display device, the sum of all batteries.
 #include <korvani/qt/battery.h>
+#include <korvani/qt/when_answered.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace korvani::qt {
@@ -17,6 +18,8 @@ const QString kService = QStringLiteral("org.freedesktop.UPower");
 const QString kPath = QStringLiteral("/org/freedesktop/UPower/devices/DisplayDevice");
 const QString kDevice = QStringLiteral("org.freedesktop.UPower.Device");
 const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
+const QString kIsPresent = QStringLiteral("IsPresent");
+const QString kPercentage = QStringLiteral("Percentage");
 
 }  // namespace
 
@@ -46,25 +49,23 @@ void Battery::read() {
   auto message =
       QDBusMessage::createMethodCall(kService, kPath, kProperties, QStringLiteral("GetAll"));
   message.setArguments({kDevice});
-  auto* watcher =
-      new QDBusPendingCallWatcher(QDBusConnection::systemBus().asyncCall(message), this);
-  connect(watcher, &QDBusPendingCallWatcher::finished, this,
-          [this](QDBusPendingCallWatcher* finished) {
-            const QDBusPendingReply<QVariantMap> reply = *finished;
-            if (!reply.isError()) take(reply.value());
-            finished->deleteLater();
-          });
+  whenAnswered(QDBusConnection::systemBus().asyncCall(message), this,
+               [this](const QDBusPendingReply<QVariantMap>& reply) {
+                 if (!reply.isError()) take(reply.value());
+               });
 }
 
 void Battery::propertiesChanged(const QString& interface, const QVariantMap& changed,
-                                const QStringList&) {
-  if (interface == kDevice) take(changed);
+                                const QStringList& invalidated) {
+  if (interface != kDevice) return;
+  take(changed);
+  if (invalidated.contains(kIsPresent) || invalidated.contains(kPercentage)) read();
 }
 
 void Battery::take(const QVariantMap& properties) {
-  isPresent_ = properties.value(QStringLiteral("IsPresent"), isPresent_).toBool();
-  percentage_ = properties.value(QStringLiteral("Percentage"), percentage_).toDouble();
-  const bool isKnown = monitored_ && isPresent_;
+  isPresent_ = properties.value(kIsPresent, isPresent_).toBool();
+  percentage_ = properties.value(kPercentage, percentage_).toDouble();
+  const bool isKnown = monitored_ && isPresent_ && std::isfinite(percentage_);
   level_ = isKnown ? static_cast<float>(std::clamp(percentage_, 0.0, 100.0) / 100) : -1.0F;
 }
 

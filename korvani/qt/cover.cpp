@@ -1,35 +1,61 @@
 // Layers watch their window for its size; a cover goes round its own widgets on Tab.
+#include <korvani/qt/canvas.h>
 #include <korvani/qt/cover.h>
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QEvent>
 #include <QKeyEvent>
+#include <QPainterPath>
 #include <algorithm>
 
 namespace korvani::qt {
 
-Layer::Layer(QWidget* window, Order order) : QWidget(window), order_(order) {
+Layer::Layer(QWidget* canvas, Order order) : QWidget(canvas), order_(order) {
   hide();
   setAttribute(Qt::WA_NoMousePropagation);
-  window->installEventFilter(this);
+  canvas->installEventFilter(this);
 }
 
 void Layer::raiseInOrder() {
   place(parentWidget()->size());
   show();
-  std::vector<Layer*> rising = layers();
-  std::stable_sort(rising.begin(), rising.end(),
-                   [](const Layer* a, const Layer* b) { return a->order_ < b->order_; });
-  for (Layer* layer : rising) layer->raise();
+  for (Layer* layer : layersOn(parentWidget())) layer->raise();
 }
 
-std::vector<Layer*> Layer::layers() const {
+std::vector<Layer*> Layer::layersOn(const QWidget* canvas) {
   std::vector<Layer*> layers;
-  for (QObject* sibling : parentWidget()->children()) {
-    if (auto* layer = dynamic_cast<Layer*>(sibling)) layers.push_back(layer);
+  for (QObject* child : canvas->children()) {
+    if (auto* layer = dynamic_cast<Layer*>(child)) layers.push_back(layer);
   }
+  std::stable_sort(layers.begin(), layers.end(),
+                   [](const Layer* a, const Layer* b) { return a->order_ < b->order_; });
   return layers;
+}
+
+std::vector<Layer*> Layer::shownOn(const QWidget* canvas) {
+  std::vector<Layer*> layers = layersOn(canvas);
+  std::erase_if(layers, [](const Layer* layer) { return layer->isHidden(); });
+  return layers;
+}
+
+void Layer::shapeChanged() {
+  if (auto* sheet = dynamic_cast<Sheet*>(parentWidget())) sheet->layersChanged();
+}
+
+bool Layer::event(QEvent* event) {
+  const bool done = QWidget::event(event);
+  switch (event->type()) {
+    case QEvent::ShowToParent:
+    case QEvent::HideToParent:
+    case QEvent::Move:
+    case QEvent::Resize:
+      shapeChanged();
+      break;
+    default:
+      break;
+  }
+  return done;
 }
 
 bool Layer::eventFilter(QObject* watched, QEvent* event) {
@@ -58,9 +84,9 @@ void Cover::retire() {
 }
 
 Cover* Cover::shownAbove() const {
-  for (Layer* layer : layers()) {
+  for (Layer* layer : shownOn(parentWidget())) {
     auto* const cover = dynamic_cast<Cover*>(layer);
-    if (cover && !cover->isHidden() && cover->order() > order()) return cover;
+    if (cover && cover->order() > order()) return cover;
   }
   return nullptr;
 }
@@ -82,7 +108,9 @@ bool Cover::focusNextPrevChild(bool next) {
 
 void Cover::keyPressEvent(QKeyEvent* event) {
   event->accept();
-  if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) return;
+  const int key = event->key();
+  if (key == Qt::Key_Escape || key == Qt::Key_Back) return goBack();
+  if (key != Qt::Key_Return && key != Qt::Key_Enter) return;
   if (auto* button = qobject_cast<QAbstractButton*>(focusWidget())) button->click();
 }
 
@@ -91,6 +119,12 @@ CardColors CardColors::of(const QPalette& palette) {
     return {{44, 44, 48}, {242, 242, 245}, {160, 160, 168}, {72, 72, 78}, {90, 160, 255}};
   }
   return {{252, 252, 253}, {28, 28, 32}, {112, 112, 120}, {222, 222, 228}, {10, 98, 232}};
+}
+
+QRegion cardShape(const QRect& card, double radius) {
+  QPainterPath path;
+  path.addRoundedRect(card, radius, radius);
+  return QRegion(path.toFillPolygon().toPolygon());
 }
 
 void paintCard(QPainter& painter, const QRectF& card, double radius, const QColor& fill) {

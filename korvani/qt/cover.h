@@ -5,34 +5,46 @@
 #include <QColor>
 #include <QPainter>
 #include <QPointer>
+#include <QRegion>
 #include <QWidget>
 #include <vector>
 
 namespace korvani::qt {
 
-/// A child of the host's window that stands above its content. It dies with the window.
+/// A child of the canvas that stands above its content. It dies with the canvas.
 class Layer : public QWidget {
  public:
   /// Bottom to top.
   enum class Order { kStage, kBanner, kAlert };
 
-  Layer(QWidget* window, Order order);
+  Layer(QWidget* canvas, Order order);
+
+  /// The layers over that canvas that are not hidden, bottom to top.
+  static std::vector<Layer*> shownOn(const QWidget* canvas);
+  /// The part of the canvas that this draws on, where all around it is the host's.
+  virtual QRegion shape() const { return geometry(); }
+  /// The user wants to leave this: the Escape key, or the platform's gesture for going back.
+  virtual void goBack() {}
 
  protected:
+  bool event(QEvent* event) override;
   /// Shows this above the host's content and below the layers of higher order.
   void raiseInOrder();
-  /// Sets the geometry for a window of that size.
+  /// Sets the geometry for a canvas of that size.
   virtual void place(const QSize& window) = 0;
   bool eventFilter(QObject* watched, QEvent* event) override;
   Order order() const { return order_; }
-  /// All layers over the same window, in the order of their making.
-  std::vector<Layer*> layers() const;
+  /// What `shape` depends on has changed.
+  void shapeChanged();
 
  private:
+  /// All over that canvas, bottom to top.
+  static std::vector<Layer*> layersOn(const QWidget* canvas);
+
   const Order order_;
 };
 
-/// Covers the whole window: no touch and no key reaches the host's widgets while it is shown.
+/// Covers the whole canvas: no touch and no key reaches the host's content while it is shown.
 class Cover : public Layer {
  public:
   using Layer::Layer;
@@ -47,12 +59,13 @@ class Cover : public Layer {
   virtual const QWidget* focusScope() const { return this; }
   void place(const QSize& window) override { setGeometry(QRect({}, window)); }
   bool focusNextPrevChild(bool next) override;
-  /// Return presses the button that has the focus.
+  /// Return presses the button that has the focus; Escape and Back go back.
   void keyPressEvent(QKeyEvent* event) override;
 
- private:
+  /// Null for the one that has the keyboard.
   Cover* shownAbove() const;
 
+ private:
   QPointer<QWidget> focusedBefore_;
 };
 
@@ -69,6 +82,9 @@ struct CardColors {
 
 /// The room that a card's shadow takes on each side.
 constexpr int kCardShadow = 18;
+
+/// A card by itself, for a host that is seen around it.
+QRegion cardShape(const QRect& card, double radius);
 
 /// A rounded card with a soft shadow around it.
 void paintCard(QPainter& painter, const QRectF& card, double radius, const QColor& fill);

@@ -1,10 +1,10 @@
 // Follows the hints that logind keeps of the session, and the screen savers of the desktop.
 #include <korvani/qt/display.h>
 #include <korvani/qt/log.h>
+#include <korvani/qt/when_answered.h>
 
 #include <QDBusMessage>
 #include <QDBusObjectPath>
-#include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <utility>
@@ -32,13 +32,10 @@ template <typename Answer>
 void ask(const QDBusConnection& bus, QDBusMessage question, QObject* receiver,
          std::function<void(const Answer&)> then) {
   question.setAutoStartService(false);
-  auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(question), receiver);
-  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, receiver,
-                   [then = std::move(then)](QDBusPendingCallWatcher* finished) {
-                     const QDBusPendingReply<Answer> reply = *finished;
-                     if (!reply.isError()) then(reply.value());
-                     finished->deleteLater();
-                   });
+  whenAnswered(bus.asyncCall(question), receiver,
+               [then = std::move(then)](const QDBusPendingReply<Answer>& reply) {
+                 if (!reply.isError()) then(reply.value());
+               });
 }
 
 }  // namespace

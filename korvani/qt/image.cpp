@@ -9,7 +9,9 @@ namespace {
 
 constexpr qint64 kMostPixels = 100'000'000;
 
-bool tooLarge(const QSize& size) { return qint64{size.width()} * size.height() > kMostPixels; }
+bool tooLarge(const QSize& size, int frames = 1) {
+  return qint64{size.width()} * size.height() * frames > kMostPixels;
+}
 
 }  // namespace
 
@@ -20,12 +22,24 @@ std::shared_ptr<const platform::Image> ImageDecoder::imageWithData(std::string_v
   QBuffer buffer(&bytes);
   QImageReader reader(&buffer);
   reader.setAutoTransform(true);
-  if (const QSize size = reader.size(); size.isValid() && tooLarge(size)) return nullptr;
+  QSize size = reader.size();
+  if (size.isValid() && tooLarge(size)) return nullptr;
+  limitPixels(reader);
 
   const QImage image = reader.read();
   if (image.isNull() || tooLarge(image.size())) return nullptr;
-  return std::make_shared<QtImage>(image.convertToFormat(QImage::Format_ARGB32_Premultiplied),
-                                   scale);
+  if (!size.isValid()) {
+    size = image.size();
+  } else if (reader.transformation() & QImageIOHandler::TransformationRotate90) {
+    size.transpose();
+  }
+  std::shared_ptr<const Movie> movie;
+  const bool moves = reader.supportsAnimation() && reader.imageCount() > 1;
+  if (moves && !tooLarge(size, Movie::kFramesHeld)) {
+    movie = std::make_shared<Movie>(Movie{QByteArray(data.data(), bytes.size()), queues_});
+  }
+  return std::make_shared<QtImage>(image.convertToFormat(QImage::Format_ARGB32_Premultiplied), size,
+                                   scale, std::move(movie));
 }
 
 }  // namespace korvani::qt

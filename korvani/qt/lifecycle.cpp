@@ -1,11 +1,14 @@
-// Watches the application's state and its windows.
+// Watches the application's state and its windows. A Wayland compositor does not say that it shows
+// a window no more; it only takes no more frames of it, and then Qt calls the window not exposed.
+// As that shows only when something is painted, a little is painted now and then.
 #include <korvani/qt/lifecycle.h>
 
+#include <QApplication>
 #include <QEvent>
-#include <QGuiApplication>
-#include <QTimer>
+#include <QWidget>
 #include <QWindow>
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace korvani::qt {
@@ -23,19 +26,31 @@ bool anyWindowIsShown() {
   return std::any_of(windows.begin(), windows.end(), isShown);
 }
 
+bool anyWindowIsExposed() {
+  const auto windows = QGuiApplication::topLevelWindows();
+  return std::any_of(windows.begin(), windows.end(),
+                     [](const QWindow* window) { return isShown(window) && window->isExposed(); });
+}
+
+constexpr std::chrono::seconds kProbeInterval{1};
+/// So many times in a row: a busy compositor is late now and then.
+constexpr int kRefusals = 2;
+
 }  // namespace
 
 Lifecycle::Lifecycle(std::function<void()> enteredBackground, std::function<void()> becameActive)
     : enteredBackground_(std::move(enteredBackground)), becameActive_(std::move(becameActive)) {
   connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this] { lookSoon(); });
   qGuiApp->installEventFilter(this);
+  probing_.setInterval(kProbeInterval);
+  connect(&probing_, &QTimer::timeout, this, [this] { probe(); });
   lookSoon();
 }
 
 bool Lifecycle::eventFilter(QObject* object, QEvent* event) {
   const auto type = event->type();
-  const bool tells =
-      type == QEvent::Show || type == QEvent::Hide || type == QEvent::WindowStateChange;
+  const bool tells = type == QEvent::Show || type == QEvent::Hide || type == QEvent::Expose ||
+                     type == QEvent::WindowStateChange;
   if (tells && object->isWindowType()) lookSoon();
   return false;
 }
@@ -49,13 +64,21 @@ void Lifecycle::lookSoon() {
 void Lifecycle::look() {
   lookIsDue_ = false;
   hadWindow_ = hadWindow_ || anyWindowIsShown();
+  const bool hasFocus = QGuiApplication::applicationState() == Qt::ApplicationActive;
+  if (hasFocus || anyWindowIsExposed()) framesRefused_ = 0;
   const bool wasInBackground = std::exchange(inBackground_, isInBackground());
+  const bool isUncertain = hadWindow_ && !hasFocus && !inBackground_ &&
+                           QGuiApplication::platformName().startsWith(u"wayland");
+  if (!isUncertain) {
+    probing_.stop();
+  } else if (!probing_.isActive()) {
+    probing_.start();
+  }
   if (inBackground_) {
     active_ = false;
     if (!wasInBackground) enteredBackground_();
     return;
   }
-  const bool hasFocus = QGuiApplication::applicationState() == Qt::ApplicationActive;
   // A window that returns is seen, whether it takes the focus or not.
   const bool active = hasFocus || wasInBackground;
   if (active && !std::exchange(active_, true)) return becameActive_();
@@ -65,7 +88,14 @@ void Lifecycle::look() {
 bool Lifecycle::isInBackground() const {
   const auto state = QGuiApplication::applicationState();
   if (state == Qt::ApplicationSuspended || state == Qt::ApplicationHidden) return true;
-  return hadWindow_ && !anyWindowIsShown();
+  return hadWindow_ && (!anyWindowIsShown() || framesRefused_ >= kRefusals);
+}
+
+void Lifecycle::probe() {
+  if (!anyWindowIsExposed()) ++framesRefused_;
+  look();
+  for (QWidget* widget : QApplication::topLevelWidgets()) widget->update(0, 0, 1, 1);
+  for (QWindow* window : QGuiApplication::topLevelWindows()) window->requestUpdate();
 }
 
 }  // namespace korvani::qt

@@ -1,15 +1,14 @@
 // A location session is opened, started, which asks the user, and closed with the answer.
 #include <korvani/qt/location_permission.h>
 #include <korvani/qt/log.h>
+#include <korvani/qt/when_answered.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
-#include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <QVariantMap>
-#include <functional>
 #include <utility>
 
 namespace korvani::qt {
@@ -28,16 +27,6 @@ QDBusPendingCall call(const QString& path, const QString& interface, const QStri
   auto message = QDBusMessage::createMethodCall(kService, path, interface, method);
   message.setArguments(arguments);
   return QDBusConnection::sessionBus().asyncCall(message);
-}
-
-void whenAnswered(const QDBusPendingCall& call, QObject* receiver,
-                  std::function<void(const QDBusPendingReply<QDBusObjectPath>&)> then) {
-  auto* watcher = new QDBusPendingCallWatcher(call, receiver);
-  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, receiver,
-                   [then = std::move(then)](QDBusPendingCallWatcher* finished) {
-                     then(*finished);
-                     finished->deleteLater();
-                   });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 
 namespace korvani::qt {
 
@@ -28,7 +29,8 @@ std::string_view cut(std::string_view line) {
 }  // namespace
 
 // Makes both categories now, before any thread writes.
-Log::Log(ApplicationLife& life) : life_(life) {
+Log::Log(ApplicationLife& life, std::function<QString()> describePhone)
+    : life_(life), describePhone_(std::move(describePhone)) {
   static_cast<void>(kitLog());
   static_cast<void>(phoneLog());
 }
@@ -36,6 +38,10 @@ Log::Log(ApplicationLife& life) : life_(life) {
 void Log::write(std::string_view line) {
   const ApplicationLife::Stay stay(life_);
   if (stay) qCInfo(kitLog, "%s", std::string(cut(line)).c_str());
+}
+
+void Log::setDebug(bool debug) {
+  if (debug && describePhone_) qCInfo(phoneLog, "%s", qUtf8Printable(describePhone_()));
 }
 
 }  // namespace korvani::qt

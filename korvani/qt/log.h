@@ -5,6 +5,8 @@
 #include <korvani/qt/application_life.h>
 
 #include <QLoggingCategory>
+#include <QString>
+#include <functional>
 
 namespace korvani::qt {
 
@@ -14,11 +16,14 @@ Q_DECLARE_LOGGING_CATEGORY(phoneLog)
 /// A line is cut after 4,096 characters. After the end of the application nothing is written.
 class Log final : public platform::Log {
  public:
-  explicit Log(ApplicationLife& life);
+  /// `describePhone`: for developers, what the phone has chosen; one line.
+  explicit Log(ApplicationLife& life, std::function<QString()> describePhone = {});
   void write(std::string_view line) override;
+  void setDebug(bool debug) override;
 
  private:
   ApplicationLife& life_;
+  const std::function<QString()> describePhone_;
 };
 
 }  // namespace korvani::qt

@@ -1,14 +1,16 @@
 // One widget class a model, on a common base that follows the frame, the background and the
 // subviews.
+#include <korvani/qt/held_widget.h>
 #include <korvani/qt/image.h>
 #include <korvani/qt/mirror.h>
-#include <korvani/qt/web/web_view.h>
 
 #include <QAbstractButton>
 #include <QFocusEvent>
 #include <QPainter>
 #include <QPointer>
+#include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace korvani::qt {
 namespace {
@@ -22,8 +24,11 @@ class Picture {
  public:
   void setImage(const std::shared_ptr<const platform::Image>& image) {
     const auto* decoded = dynamic_cast<const QtImage*>(image.get());
-    source_ = decoded ? decoded->pixels() : QImage();
     size_ = image ? QSizeF(image->size().width, image->size().height) : QSizeF();
+    setPixels(decoded ? decoded->pixels() : QImage());
+  }
+  void setPixels(const QImage& pixels) {
+    source_ = pixels;
     scaled_ = {};
   }
   /// In points.
@@ -35,8 +40,8 @@ class Picture {
     if (source_.isNull() || pixels.isEmpty()) return;
     if (scaled_.size() != pixels) {
       scaled_ = source_.scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-      scaled_.setDevicePixelRatio(ratio);
     }
+    scaled_.setDevicePixelRatio(ratio);
     painter.drawImage(
         QPointF(std::round(target.x() * ratio) / ratio, std::round(target.y() * ratio) / ratio),
         scaled_);
@@ -52,8 +57,31 @@ QRectF centred(const QSizeF& size, const QRectF& in) {
   return {in.center() - QPointF(size.width() / 2, size.height() / 2), size};
 }
 
+/// What a mirror and those of its subviews know of each other.
+class MirrorNode {
+ public:
+  virtual ~MirrorNode() = default;
+  virtual void follow() = 0;
+  /// Of the model.
+  virtual platform::Size modelSize() const = 0;
+};
+
+/// What reaches the right or the lower edge of its model's parent goes on reaching that of the
+/// widget's, so that a window that is turned or resized stays filled.
+QRect stretched(QRect rect, const platform::Rect& frame, const platform::Size& model,
+                const QSize& parent) {
+  if (model.width <= 0 || model.height <= 0) return rect;
+  if (frame.x + frame.width >= model.width) {
+    rect.setWidth(std::max(0, rect.width() + parent.width() - qRound(model.width)));
+  }
+  if (frame.y + frame.height >= model.height) {
+    rect.setHeight(std::max(0, rect.height() + parent.height() - qRound(model.height)));
+  }
+  return rect;
+}
+
 template <typename Base, typename Model>
-class Mirror : public Base {
+class Mirror : public Base, public MirrorNode {
  public:
   Mirror(std::shared_ptr<Model> model, QWidget* parent) : Base(parent), model_(std::move(model)) {
     // The model may outlive this widget, and be mirrored again.
@@ -62,10 +90,8 @@ class Mirror : public Base {
     });
   }
 
-  void setFillsParent() { fillsParent_ = true; }
-
-  virtual void follow() {
-    this->setGeometry(fillsParent_ ? this->parentWidget()->rect() : toRect(model_->frame()));
+  void follow() override {
+    this->setGeometry(place());
     for (; mirrored_ < model_->subviews().size(); ++mirrored_) {
       mirrorView(model_->subviews()[mirrored_], this);
     }
@@ -74,7 +100,14 @@ class Mirror : public Base {
 
  protected:
   Model& model() { return *model_; }
+  platform::Size modelSize() const override { return model_->bounds(); }
   virtual void draw(QPainter&) {}
+
+  void resizeEvent(QResizeEvent*) override {
+    for (QObject* child : this->children()) {
+      if (auto* mirror = dynamic_cast<MirrorNode*>(child)) mirror->follow();
+    }
+  }
 
   void paintEvent(QPaintEvent*) override {
     QPainter painter(this);
@@ -86,8 +119,15 @@ class Mirror : public Base {
   }
 
  private:
+  QRect place() const {
+    const QRect whole = this->parentWidget()->rect();
+    const auto* parent = dynamic_cast<const MirrorNode*>(this->parentWidget());
+    if (!parent) return whole;
+    const platform::Rect& frame = model_->frame();
+    return stretched(toRect(frame), frame, parent->modelSize(), whole.size());
+  }
+
   const std::shared_ptr<Model> model_;
-  bool fillsParent_ = false;
   std::size_t mirrored_ = 0;
 };
 
@@ -95,14 +135,27 @@ using ViewMirror = Mirror<QWidget, platform::View>;
 
 class ImageMirror final : public Mirror<QWidget, platform::ImageView> {
  public:
-  using Mirror::Mirror;
+  ImageMirror(std::shared_ptr<platform::ImageView> view, QWidget* parent)
+      : Mirror(std::move(view), parent) {
+    setAccessibleName(QStringLiteral("Image"));
+  }
 
   void follow() override {
-    picture_.setImage(model().image());
+    if (std::exchange(image_, model().image()) != model().image()) {
+      picture_.setImage(image_);
+      play();
+    }
     Mirror::follow();
   }
 
  protected:
+  void showEvent(QShowEvent*) override {
+    if (player_) player_->setRunning(true);
+  }
+  void hideEvent(QHideEvent*) override {
+    if (player_) player_->setRunning(false);
+  }
+
   void draw(QPainter& painter) override {
     const bool fits = model().contentMode() == platform::ContentMode::kScaleAspectFit;
     const QSizeF size =
@@ -111,7 +164,20 @@ class ImageMirror final : public Mirror<QWidget, platform::ImageView> {
   }
 
  private:
+  void play() {
+    player_.reset();
+    const auto* decoded = dynamic_cast<const QtImage*>(image_.get());
+    if (!decoded || !decoded->movie()) return;
+    player_ = std::make_shared<MoviePlayer>(decoded->movie(), [this](const QImage& frame) {
+      picture_.setPixels(frame);
+      update();
+    });
+    player_->setRunning(isVisible());
+  }
+
+  std::shared_ptr<const platform::Image> image_;
   Picture picture_;
+  std::shared_ptr<MoviePlayer> player_;
 };
 
 class ButtonMirror final : public Mirror<QAbstractButton, platform::Button> {
@@ -168,25 +234,24 @@ class ButtonMirror final : public Mirror<QAbstractButton, platform::Button> {
   bool focusedByKey_ = false;
 };
 
-/// Holds the page's own widget.
-class WebMirror final : public Mirror<QWidget, WebView> {
+/// Takes the view's own widget as its child.
+class HolderMirror final : public ViewMirror {
  public:
-  using Mirror::Mirror;
+  using ViewMirror::ViewMirror;
 
   void follow() override {
-    Mirror::follow();
-    QWidget* const page = model().page();
-    if (!page) return;
-    if (page->parentWidget() != this) page->setParent(this);
-    page->setGeometry(rect());
-    page->show();
+    ViewMirror::follow();
+    QWidget* const held = dynamic_cast<HeldWidget&>(model()).heldWidget();
+    if (!held) return;
+    if (held->parentWidget() != this) held->setParent(this);
+    held->setGeometry(rect());
+    held->show();
   }
 };
 
 template <typename Widget, typename Model>
-QWidget* make(const std::shared_ptr<Model>& model, QWidget* parent, bool fillsParent) {
+QWidget* make(const std::shared_ptr<Model>& model, QWidget* parent) {
   auto* widget = new Widget(model, parent);
-  if (fillsParent) widget->setFillsParent();
   widget->follow();
   widget->show();
   return widget;
@@ -194,18 +259,15 @@ QWidget* make(const std::shared_ptr<Model>& model, QWidget* parent, bool fillsPa
 
 }  // namespace
 
-QWidget* mirrorView(const std::shared_ptr<platform::View>& view, QWidget* parent,
-                    bool fillsParent) {
+QWidget* mirrorView(const std::shared_ptr<platform::View>& view, QWidget* parent) {
   if (auto button = std::dynamic_pointer_cast<platform::Button>(view)) {
-    return make<ButtonMirror>(button, parent, fillsParent);
+    return make<ButtonMirror>(button, parent);
   }
   if (auto image = std::dynamic_pointer_cast<platform::ImageView>(view)) {
-    return make<ImageMirror>(image, parent, fillsParent);
+    return make<ImageMirror>(image, parent);
   }
-  if (auto web = std::dynamic_pointer_cast<WebView>(view)) {
-    return make<WebMirror>(web, parent, fillsParent);
-  }
-  return make<ViewMirror>(view, parent, fillsParent);
+  if (std::dynamic_pointer_cast<HeldWidget>(view)) return make<HolderMirror>(view, parent);
+  return make<ViewMirror>(view, parent);
 }
 
 }  // namespace korvani::qt

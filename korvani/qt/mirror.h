@@ -10,9 +10,9 @@
 namespace korvani::qt {
 
 /// Makes the widget of a view and of all that it holds, and shows it in `parent`, which owns it.
-/// The widget keeps the view alive. A screen's root fills its parent whatever its frame says; what
-/// it holds keeps its place. A view is mirrored once at a time. Main thread.
-QWidget* mirrorView(const std::shared_ptr<platform::View>& view, QWidget* parent,
-                    bool fillsParent = false);
+/// The widget keeps the view alive. A screen's root, whose parent is no mirror, fills that whatever
+/// its frame says; what it holds keeps its place, and stretches with it where it reaches the right
+/// or the lower edge. A view is mirrored once at a time. Main thread.
+QWidget* mirrorView(const std::shared_ptr<platform::View>& view, QWidget* parent);
 
 }  // namespace korvani::qt

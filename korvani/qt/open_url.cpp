@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
+#include <QSet>
 #include <QStandardPaths>
 #include <QStringList>
 #include <QUrl>
@@ -15,6 +16,8 @@
 namespace korvani::qt {
 
 namespace {
+
+constexpr std::size_t kLongestLogged = 200;
 
 /// Where desktops note which application handles what (shared MIME-info and MIME applications).
 QStringList handlerLists() {
@@ -28,6 +31,24 @@ QStringList handlerLists() {
   add(QStandardPaths::ApplicationsLocation, QStringLiteral("mimeapps.list"));
   add(QStandardPaths::ApplicationsLocation, QStringLiteral("mimeinfo.cache"));
   return files;
+}
+
+/// Schemes whose openers act on this machine itself with what the address says: they show or start
+/// its files, run a script, or connect a terminal. A stranger may not ask for that.
+/// docs/security.md tells why each.
+bool actsLocally(const QString& scheme) {
+  static const QSet<QString> kSchemes{
+      // Files, under whatever name, among them descriptions of programs to start.
+      "file", "admin", "applications", "archive", "burn", "computer", "desktop", "fonts", "network",
+      "programs", "qrc", "recent", "recentdocuments", "starred", "tags", "trash",
+      // Shares, which are mounted to be files.
+      "afp", "dav", "davs", "fish", "ftp", "ftps", "kio", "mtp", "nfs", "sftp", "smb",
+      // Scripts, and what a browser shows as its own.
+      "about", "blob", "chrome", "data", "filesystem", "jar", "javascript", "resource", "vbscript",
+      "view-source",
+      // Terminals, remote controls and settings.
+      "exec", "rdp", "rlogin", "settings", "ssh", "systemsettings", "telnet", "vnc"};
+  return kSchemes.contains(scheme);
 }
 
 bool hasLineBeginning(const QString& path, const QByteArray& beginning) {
@@ -62,8 +83,9 @@ bool hasSchemeHandler(const std::string& scheme) {
 bool openOnDesktop(const std::string& uri) {
   const QUrl url(QString::fromStdString(uri), QUrl::StrictMode);
   if (!url.isValid() || url.scheme().isEmpty()) return false;
-  if (url.isLocalFile()) {
-    qCWarning(phoneLog, "not opened, because it is a local file: %s", uri.c_str());
+  if (actsLocally(url.scheme())) {
+    qCWarning(phoneLog, "not opened, because of its scheme: %s",
+              uri.substr(0, kLongestLogged).c_str());
     return false;
   }
   if (mayBeUnhandled(url.scheme()) && !hasSchemeHandler(url.scheme().toStdString())) return false;

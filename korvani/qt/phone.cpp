@@ -10,9 +10,9 @@
 #include <korvani/qt/display.h>
 #include <korvani/qt/image.h>
 #include <korvani/qt/lifecycle.h>
-#include <korvani/qt/local_notifications.h>
 #include <korvani/qt/log.h>
 #include <korvani/qt/notification_center.h>
+#include <korvani/qt/notifications/local_notifications.h>
 #include <korvani/qt/phone.h>
 #include <korvani/qt/positions.h>
 #include <korvani/qt/queues.h>
@@ -21,34 +21,43 @@
 #include <korvani/qt/user_defaults.h>
 
 #include <QCoreApplication>
+#include <QWidget>
 
 namespace korvani::qt {
 
 namespace {
 
-constexpr std::chrono::minutes kBackgroundBudget{3};
-
 location::Moment now() {
   return std::chrono::floor<std::chrono::milliseconds>(std::chrono::steady_clock::now());
 }
 
+/// How notifications reach the host's window, which may go at any time.
+notifications::Surroundings around(Screens& screens) {
+  return {.showBanner =
+              [&screens](const std::string& text, std::function<void()> opened) {
+                const bool isSeen = screens.isSeen();
+                if (isSeen) screens.showBanner(text, std::move(opened));
+                return isSeen;
+              },
+          .raiseWindow = [&screens] { screens.raiseWindow(); }};
+}
+
 class LinuxPhone final : public Phone {
  public:
-  LinuxPhone(QWidget* hostWindow, const PhoneOptions& options)
+  LinuxPhone(const HostWindow& hostWindow, const PhoneOptions& options)
       : life_(ApplicationLife::ofProcess()),
-        log_(life_),
+        log_(life_, [this] { return "notifications go through " + notifications_.serviceName(); }),
         clock_(life_),
         queues_(life_),
         userDefaults_(life_, queues_, json_, options.settingsFile),
         urlConnection_(options.mappedHosts),
+        images_(queues_),
         locationService_(queues_, log_, now, newRadio(options), std::make_shared<Positions>(),
                          options.locationSettings),
         display_([this] { locationService_.displayTurnedOn(); }),
         screens_(hostWindow, queues_.mainQueue()),
-        notifications_([this](const std::string& text, std::function<void()> opened) {
-          screens_.showBanner(text, std::move(opened));
-        }),
-        backgroundTasks_(kBackgroundBudget),
+        notifications_(around(screens_), options.notificationsFolder, json_),
+        backgroundTasks_(options.backgroundTime),
         device_(screens_),
         application_(screens_, notifications_, backgroundTasks_, queues_.mainQueue()),
         lifecycle_([this] { enteredBackground(); }, [this] { becameActive(); }) {
@@ -77,10 +86,18 @@ class LinuxPhone final : public Phone {
       std::function<void(const platform::Value& userInfo)> handler) override {
     notifications_.setOpenedHandler(std::move(handler));
   }
+  void whenLaunched(
+      std::function<void(std::shared_ptr<const platform::LocalNotification>)> launched) override {
+    notifications_.whenLaunched(std::move(launched));
+  }
   void forwardLifecycle(std::function<void()> didEnterBackground,
                         std::function<void()> didBecomeActive) override {
     didEnterBackground_ = std::move(didEnterBackground);
     didBecomeActive_ = std::move(didBecomeActive);
+  }
+  std::shared_ptr<platform::ViewController> presentHostScreen(
+      std::unique_ptr<QWidget> screen) override {
+    return screens_.presentWidget(std::move(screen));
   }
 
  private:
@@ -103,6 +120,7 @@ class LinuxPhone final : public Phone {
   }
   void becameActive() {
     backgroundTasks_.becameActive();
+    notifications_.windowAppeared();
     if (didBecomeActive_) didBecomeActive_();
   }
 
@@ -119,7 +137,7 @@ class LinuxPhone final : public Phone {
   location::BeaconLocationService locationService_;
   Display display_;
   Screens screens_;
-  LocalNotifications notifications_;
+  notifications::LocalNotifications notifications_;
   BackgroundTasks backgroundTasks_;
   Device device_;
   Application application_;
@@ -131,11 +149,11 @@ class LinuxPhone final : public Phone {
 }  // namespace
 
 void Phone::prepareApplication() {
-  // The web engine comes with a plug-in, too late to ask for this itself.
+  // In place of the context that is made just before the web plug-in is loaded.
   QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
 }
 
-std::shared_ptr<Phone> Phone::create(QWidget* hostWindow, PhoneOptions options) {
+std::shared_ptr<Phone> Phone::create(const HostWindow& hostWindow, PhoneOptions options) {
   // After the application has gone, an end in good order is no longer possible, nor needed.
   return std::shared_ptr<Phone>(new LinuxPhone(hostWindow, options), [](LinuxPhone* phone) {
     if (QCoreApplication::instance() != nullptr) delete phone;

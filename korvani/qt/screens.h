@@ -5,6 +5,7 @@
 #include <korvani/platform/queues.h>
 #include <korvani/platform/screens/view_controller.h>
 #include <korvani/platform/screens/web_view.h>
+#include <korvani/qt/host_window.h>
 
 #include <functional>
 #include <memory>
@@ -20,7 +21,7 @@ namespace korvani::qt {
 class Screens final : public platform::Stage, public platform::WebViews {
  public:
   /// `mainQueue` outlives this; jobs that it still holds then do nothing.
-  Screens(QWidget* hostWindow, platform::Queue& mainQueue);
+  Screens(const HostWindow& hostWindow, platform::Queue& mainQueue);
   ~Screens() override;
 
   /// The controller of the host's window, on which the kit presents.
@@ -34,6 +35,14 @@ class Screens final : public platform::Stage, public platform::WebViews {
                platform::Completion completion) override;
   void push(std::shared_ptr<platform::NavigationController> navigation,
             std::shared_ptr<platform::ViewController> pushed, bool animated) override;
+
+  /// Would the user see what is shown now? Main thread.
+  bool isSeen() const;
+  /// Brings the host's window before the user. Main thread.
+  void raiseWindow();
+
+  /// Presents the host's own widget over its window. Main thread.
+  std::shared_ptr<platform::ViewController> presentWidget(std::unique_ptr<QWidget> widget);
 
   /// Main thread.
   std::shared_ptr<platform::WebView> newWebView(platform::Rect frame) override;

@@ -1,8 +1,11 @@
 // The cover over the host's window holds one page a presented controller; the stage moves them.
+#include <korvani/qt/canvas.h>
 #include <korvani/qt/cover.h>
 #include <korvani/qt/mirror.h>
+#include <korvani/qt/motion.h>
 #include <korvani/qt/stage.h>
 
+#include <QGuiApplication>
 #include <QPropertyAnimation>
 #include <QResizeEvent>
 #include <QShortcut>
@@ -16,20 +19,6 @@ using platform::NavigationController;
 using platform::ViewController;
 
 namespace {
-
-constexpr int kSlideMilliseconds = 300;
-
-/// The animation that brings the widget there; none when it has been put there at once.
-QAbstractAnimation* slide(QWidget* widget, const QPoint& from, const QPoint& to, bool animated) {
-  widget->move(animated ? from : to);
-  if (!animated) return nullptr;
-  auto* animation = new QPropertyAnimation(widget, "pos", widget);
-  animation->setDuration(kSlideMilliseconds);
-  animation->setStartValue(from);
-  animation->setEndValue(to);
-  animation->setEasingCurve(QEasingCurve::OutCubic);
-  return animation;
-}
 
 /// What one presented controller shows: its view, or those of all that a navigation holds.
 class Page final : public QWidget {
@@ -52,7 +41,7 @@ class Page final : public QWidget {
   QWidget* add(const std::shared_ptr<ViewController>& controller) {
     if (std::find(shown_.begin(), shown_.end(), controller) != shown_.end()) return nullptr;
     shown_.push_back(controller);
-    screens_.push_back(mirrorView(controller->view(), this, true));
+    screens_.push_back(mirrorView(controller->view(), this));
     return screens_.back();
   }
 
@@ -76,10 +65,34 @@ class Page final : public QWidget {
 
 class StageCover final : public Cover {
  public:
-  explicit StageCover(QWidget* window) : Cover(window, Order::kStage) {}
+  explicit StageCover(QWidget* canvas) : Cover(canvas, Order::kStage) {
+    setAccessibleName(QGuiApplication::applicationDisplayName());
+    // A shortcut, as these keys reach it from inside a web page too.
+    auto* back = new QShortcut(this);
+    back->setKeys({Qt::Key_Escape, Qt::Key_Back});
+    back->setContext(Qt::WidgetWithChildrenShortcut);
+    connect(back, &QShortcut::activated, this, &StageCover::goBack);
+    connect(back, &QShortcut::activatedAmbiguously, this, &StageCover::goBack);
+  }
+
+  /// Where the pages are now.
+  QRegion shape() const override {
+    QRegion shape;
+    for (const Page* page : pages_) {
+      if (!page->isHidden()) shape += page->geometry();
+    }
+    return shape & rect();
+  }
+  void goBack() override {
+    if (Cover* const above = shownAbove()) return above->goBack();
+    if (top() && !moves_) top()->controller()->dismissViewControllerAnimated(true);
+  }
+  /// While screens move, nobody leaves them.
+  void setMoves(bool moves) { moves_ = moves; }
 
   Page* add(const std::shared_ptr<ViewController>& controller) {
     pages_.push_back(new Page(controller, this));
+    pages_.back()->installEventFilter(this);
     pages_.back()->show();
     return pages_.back();
   }
@@ -113,26 +126,24 @@ class StageCover final : public Cover {
   void resizeEvent(QResizeEvent* event) override {
     for (Page* page : pages_) page->resize(event->size());
   }
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    const bool isPage = watched->parent() == this;
+    if (isPage && (event->type() == QEvent::Move || event->type() == QEvent::Hide)) shapeChanged();
+    return Cover::eventFilter(watched, event);
+  }
 
  private:
   std::vector<Page*> pages_;
+  bool moves_ = false;
 };
 
-WindowStage::WindowStage(QWidget* window) : window_(window) {
-  if (!window) return;
-  cover_ = new StageCover(window);
-  // A shortcut, as the Escape key reaches it from inside a web page too.
-  auto* escape = new QShortcut(Qt::Key_Escape, cover_);
-  escape->setContext(Qt::WidgetWithChildrenShortcut);
-  const auto close = [this] {
-    if (cover_->top() && !playing_)
-      cover_->top()->controller()->dismissViewControllerAnimated(true);
-  };
-  QObject::connect(escape, &QShortcut::activated, &context_, close);
-  QObject::connect(escape, &QShortcut::activatedAmbiguously, &context_, close);
-}
-
 WindowStage::~WindowStage() { delete cover_; }
+
+StageCover* WindowStage::cover() {
+  QWidget* const canvas = canvas_.widget();
+  if (!cover_ && canvas) cover_ = new StageCover(canvas);
+  return cover_;
+}
 
 void WindowStage::present(std::shared_ptr<ViewController> presented, bool animated,
                           Completion completion) {
@@ -177,31 +188,51 @@ void WindowStage::play() {
 }
 
 QAbstractAnimation* WindowStage::begin(const Transition& transition) {
-  if (!cover_) return nullptr;
-  const QPoint below(0, window_->height());
-  const QPoint right(window_->width(), 0);
+  if (!cover()) return nullptr;
+  cover_->setMoves(true);
+  const QSize size = canvas_.size();
+  const QPoint below(0, size.height());
+  const QPoint right(size.width(), 0);
+  const bool animated = transition.animated;
   switch (transition.kind) {
-    case Kind::kPresent:
+    case Kind::kPresent: {
+      Page* const page = cover_->add(transition.controller);
+      if (animated) page->move(below);
       cover_->reveal();
-      return slide(cover_->add(transition.controller), below, {}, transition.animated);
+      return animated ? slide(page, below, {}) : nullptr;
+    }
     case Kind::kDismiss: {
       const Page* const leaving = cover_->find(transition.controller);
       if (!leaving) return nullptr;
       cover_->hideBelowTop(leaving);
-      return slide(cover_->top(), {}, below, transition.animated);
+      return animated ? slide(cover_->top(), {}, below) : nullptr;
     }
     case Kind::kPush: {
       Page* const page = cover_->find(transition.navigation);
       QWidget* const screen = page ? page->add(transition.controller) : nullptr;
-      return screen ? slide(screen, right, {}, transition.animated) : nullptr;
+      return screen && animated ? slide(screen, right, {}) : nullptr;
     }
   }
   return nullptr;
 }
 
+/// None where the system asks for none.
+QAbstractAnimation* WindowStage::slide(QWidget* widget, const QPoint& from, const QPoint& to) {
+  const int duration = motion_.slideMilliseconds();
+  widget->move(duration > 0 ? from : to);
+  if (duration <= 0) return nullptr;
+  auto* animation = new QPropertyAnimation(widget, "pos", widget);
+  animation->setDuration(duration);
+  animation->setStartValue(from);
+  animation->setEndValue(to);
+  animation->setEasingCurve(QEasingCurve::OutCubic);
+  return animation;
+}
+
 void WindowStage::end() {
   const Transition ended = std::move(*playing_);
   playing_.reset();
+  if (cover_) cover_->setMoves(false);
   if (cover_ && ended.kind == Kind::kDismiss) {
     if (const Page* leaving = cover_->find(ended.controller)) cover_->removeFrom(leaving);
     if (!cover_->top()) cover_->retire();

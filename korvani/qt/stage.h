@@ -14,13 +14,15 @@ class QWidget;
 
 namespace korvani::qt {
 
+class Canvas;
+class Motion;
 class StageCover;
 
 /// The same three operations as platform::Stage, all on the main thread. Each transition begins
 /// when the one before has ended; its completion runs once at its end, though the window is gone.
 class WindowStage {
  public:
-  explicit WindowStage(QWidget* window);
+  WindowStage(Canvas& canvas, const Motion& motion) : canvas_(canvas), motion_(motion) {}
   ~WindowStage();
 
   void present(std::shared_ptr<platform::ViewController> presented, bool animated,
@@ -40,12 +42,16 @@ class WindowStage {
     std::shared_ptr<platform::NavigationController> navigation = {};
   };
 
+  /// Null when the window has gone.
+  StageCover* cover();
   void enqueue(Transition transition);
   void play();
   QAbstractAnimation* begin(const Transition& transition);
+  QAbstractAnimation* slide(QWidget* widget, const QPoint& from, const QPoint& to);
   void end();
 
-  const QPointer<QWidget> window_;
+  Canvas& canvas_;
+  const Motion& motion_;
   QPointer<StageCover> cover_;
   std::deque<Transition> waiting_;
   std::optional<Transition> playing_;

@@ -35,8 +35,7 @@ class Awaited {
 
 }  // namespace
 
-URLConnection::URLConnection(const std::map<std::string, std::string>& mappedHosts)
-    : multi_((curl_global_init(CURL_GLOBAL_DEFAULT), curl_multi_init())) {
+URLConnection::URLConnection(const std::map<std::string, std::string>& mappedHosts) {
   for (const auto& [from, to] : mappedHosts) {
     mappedHosts_ = curl_slist_append(mappedHosts_, (from + ":" + to).c_str());
   }
@@ -46,7 +45,6 @@ URLConnection::~URLConnection() {
   stop();
   for (const auto& [handle, exchange] : exchanges_) curl_multi_remove_handle(multi_, handle);
   exchanges_.clear();
-  submitted_.clear();
   curl_multi_cleanup(multi_);
   curl_slist_free_all(mappedHosts_);
 }
@@ -58,50 +56,59 @@ void URLConnection::sendAsynchronousRequest(platform::URLRequest request,
                    handler = std::move(completionHandler)](platform::URLResponse response) {
     queue->async([handler, response = std::move(response)] { handler(response); });
   };
-  submit(std::make_unique<HttpExchange>(std::move(request), kLongestAnswer, mappedHosts_,
-                                        std::move(finished)));
+  submit([this, request = std::move(request), finished = std::move(finished)] {
+    return std::make_unique<HttpExchange>(request, kLongestAnswer, mappedHosts_, finished);
+  });
 }
 
 std::optional<std::string> URLConnection::dataWithContentsOfURL(const platform::URL& url) {
   const auto awaited = std::make_shared<Awaited>();
-  submit(std::make_unique<HttpExchange>(
-      platform::URLRequest{url.absoluteString(), "GET", {}, std::nullopt}, kLongestDownload,
-      mappedHosts_,
-      [awaited](platform::URLResponse response) { awaited->arrive(std::move(response)); }));
+  submit([this, awaited, address = url.absoluteString()] {
+    return std::make_unique<HttpExchange>(
+        platform::URLRequest{address, "GET", {}, std::nullopt}, kLongestDownload, mappedHosts_,
+        [awaited](platform::URLResponse response) { awaited->arrive(std::move(response)); });
+  });
   platform::URLResponse response = awaited->wait();
   // The page that a server shows in place of a file is not the file.
   if (response.error || response.statusCode >= 400) return std::nullopt;
   return std::move(response.data);
 }
 
-void URLConnection::submit(std::unique_ptr<HttpExchange> exchange) {
-  if (exchange->flaw()) return exchange->fail(*exchange->flaw());
+void URLConnection::submit(Maker maker) {
   const std::lock_guard lock(mutex_);
   if (stopped_) return;
-  if (!hasThread()) return exchange->fail("no thread for the request");
-  submitted_.push_back(std::move(exchange));
-  curl_multi_wakeup(multi_);
+  if (!hasThread()) return maker()->fail("no thread for the request");
+  submitted_.push_back(std::move(maker));
+  wake();
 }
 
 bool URLConnection::hasThread() {
-  if (!thread_ && multi_ != nullptr) thread_ = startThread([this] { work(); });
+  if (!thread_) thread_ = startThread([this] { work(); });
   return thread_.has_value();
+}
+
+void URLConnection::wake() {
+  if (multi_ != nullptr) curl_multi_wakeup(multi_);
 }
 
 void URLConnection::stop() {
   {
     const std::lock_guard lock(mutex_);
     stopped_ = true;
+    wake();
   }
-  if (!thread_ || !thread_->joinable()) return;
-  curl_multi_wakeup(multi_);
-  thread_->join();
+  if (thread_ && thread_->joinable()) thread_->join();
 }
 
 void URLConnection::work() {
-  Exchanges submitted;
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  {
+    const std::lock_guard lock(mutex_);
+    multi_ = curl_multi_init();
+  }
+  Makers submitted;
   while (takeSubmitted(submitted)) {
-    for (auto& exchange : submitted) start(std::move(exchange));
+    for (const Maker& make : submitted) start(make());
     submitted.clear();
     int running = 0;
     curl_multi_perform(multi_, &running);
@@ -110,13 +117,14 @@ void URLConnection::work() {
   }
 }
 
-bool URLConnection::takeSubmitted(Exchanges& exchanges) {
+bool URLConnection::takeSubmitted(Makers& makers) {
   const std::lock_guard lock(mutex_);
-  exchanges.swap(submitted_);
+  makers.swap(submitted_);
   return !stopped_;
 }
 
 void URLConnection::start(std::unique_ptr<HttpExchange> exchange) {
+  if (exchange->flaw()) return exchange->fail(*exchange->flaw());
   const CURLMcode result = curl_multi_add_handle(multi_, exchange->handle());
   if (result != CURLM_OK) return exchange->fail(curl_multi_strerror(result));
   exchanges_.emplace(exchange->handle(), std::move(exchange));

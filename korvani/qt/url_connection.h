@@ -5,6 +5,7 @@
 #include <korvani/qt/http_exchange.h>
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -28,22 +29,26 @@ class URLConnection final : public platform::URLConnection {
   void stop();
 
  private:
-  using Exchanges = std::deque<std::unique_ptr<HttpExchange>>;
+  /// Makes the exchange on the thread, as libcurl's start is not for the host's main thread.
+  using Maker = std::function<std::unique_ptr<HttpExchange>()>;
+  using Makers = std::deque<Maker>;
 
-  void submit(std::unique_ptr<HttpExchange> exchange);
+  void submit(Maker maker);
   bool hasThread();
+  void wake();
   void work();
-  bool takeSubmitted(Exchanges& exchanges);
+  bool takeSubmitted(Makers& makers);
   void start(std::unique_ptr<HttpExchange> exchange);
   void finishCompleted();
 
   curl_slist* mappedHosts_ = nullptr;
-  CURLM* const multi_;
   /// Those under way; only for the thread.
   std::map<CURL*, std::unique_ptr<HttpExchange>> exchanges_;
 
   std::mutex mutex_;
-  Exchanges submitted_;
+  /// Made by the thread.
+  CURLM* multi_ = nullptr;
+  Makers submitted_;
   bool stopped_ = false;
   std::optional<std::thread> thread_;
 };

@@ -110,7 +110,10 @@ void Korvani::setCloseButtonImage(std::shared_ptr<const platform::Image> buttonC
 }
 
 void Korvani::setDebugLogEnabled(bool debug) {
-  if (const auto kit = sharedInstance()) kit->debug_.store(debug);
+  if (const auto kit = sharedInstance()) {
+    kit->debug_.store(debug);
+    guarded([&] { phone().log().setDebug(debug); });
+  }
 }
 
 void Korvani::setModeCustomView(bool modeCustomView) {

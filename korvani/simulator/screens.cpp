@@ -133,6 +133,7 @@ void SimulatedStage::tap(platform::Point point) {
 }
 
 void SimulatedStage::presentHostScreen() {
+  if (root_->presentedViewController()) return;
   root_->presentViewController(std::make_shared<HostController>(), true);
 }
 

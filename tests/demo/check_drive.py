@@ -19,10 +19,11 @@ def check(holds, text):
         sys.exit(f"failed: {text}")
 
 
-def drive(programs, out, *arguments):
-    """Without a display, whatever this machine has; what it says is also the test's output."""
-    hidden = ("DISPLAY", "WAYLAND_DISPLAY")
-    environment = {key: value for key, value in os.environ.items() if key not in hidden}
+def drive(programs, out, *arguments, **desktop):
+    """Without a display, whatever this machine has, or on that desktop; what it says is also the
+    test's output."""
+    hidden = ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM")
+    environment = {key: value for key, value in os.environ.items() if key not in hidden} | desktop
     done = subprocess.run([DRIVE, "--bin", programs, "--out", out, *arguments], env=environment,
                           text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     print(done.stdout, end="")
@@ -34,19 +35,21 @@ def requests(out, endpoint):
     return [found for found in map(json.loads, lines) if found["endpoint"] == endpoint]
 
 
-def check_pictures(out, names):
+def check_pictures(out, names, screens=()):
     check({picture.stem for picture in out.glob("*.png")} == names, f"pictures of {names}")
     for name in names:
         header = (out / f"{name}.png").read_bytes()[:24]
-        check(struct.unpack(">II", header[16:]) == (390, 844), f"{name} is a picture of the window")
+        size = (1280, 1024) if name in screens else (390, 844)
+        check(struct.unpack(">II", header[16:]) == size, f"{name} is a picture of {size}")
 
 
-def road(programs, out):
-    status, text = drive(programs, out, "--auto")
+def road(programs, out, **desktop):
+    status, text = drive(programs, out, "--auto", **desktop)
     last = "road: 3 beacons reported, 3 notifications, 3 opened, 3 confirmed"
     check(status == 0, f"status {status} is 0")
     check(text.splitlines()[-1] == last, "the last line sums the road up")
-    check_pictures(out, {"home", "notification", "image", "pushed-page", "page", "log"})
+    check_pictures(out, {"home", "notification", "image", "pushed-page", "page", "log"},
+                   screens=["notification"] if desktop else [])
 
     granted = [request["answer"]["scenario_history_id"] for request in requests(out, "scenario")]
     confirmed = [request["parameters"]["scenario_history_id"]
@@ -55,6 +58,25 @@ def road(programs, out):
     check(sorted(confirmed) == sorted(map(str, granted)), f"each confirmed once, not {confirmed}")
     for content in ("pears.png", "pears.html", "bakery.html", "card.html"):
         check([found["status"] for found in requests(out, content)] == [200], f"{content} was read")
+
+
+def desktop_road(programs, out):
+    """The bus starts dunst when it is first asked for."""
+    screen = subprocess.Popen(["Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24"],
+                              stdout=subprocess.PIPE, text=True)
+    desktop = {"DISPLAY": ":" + screen.stdout.readline().strip()}
+    bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address"],
+                           stdout=subprocess.PIPE, text=True, env=os.environ | desktop)
+    desktop["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().strip()
+    try:
+        road(programs, out, **desktop)
+        shown = subprocess.run(["dunstctl", "count", "history"], env=os.environ | desktop,
+                               stdout=subprocess.PIPE, text=True).stdout
+        check(shown.split() == ["3"], f"dunst has shown three notifications, not {shown}")
+    finally:
+        for process in (bus, screen):
+            process.terminate()
+            process.wait()
 
 
 def wrong_key(programs, out):
@@ -74,5 +96,5 @@ def taken_port(programs, out):
 
 
 if __name__ == "__main__":
-    cases = {"road": road, "wrong_key": wrong_key, "taken_port": taken_port}
+    cases = {"road": road, "desktop_road": desktop_road, "wrong_key": wrong_key, "taken_port": taken_port}
     cases[sys.argv[1]](pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3]))

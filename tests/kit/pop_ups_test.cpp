@@ -99,15 +99,20 @@ TEST_F(PopUps, PresentationRules) {
   const auto count = [&] { ++completions; };
 
   root()->presentViewController(first, true, count);
+  root()->presentViewController(first, true, count);
+  root()->presentViewController(second, true, count);
   root()->presentViewController(second, true, count);
   EXPECT_EQ(root()->presentedViewController(), first) << "what is there stays";
-  first->presentViewController(second, false);
   root()->dismissViewControllerAnimated(true, count);
-  EXPECT_EQ(root()->presentedViewController(), nullptr);
+  EXPECT_EQ(root()->presentedViewController(), second) << "what came meanwhile follows, once";
+  second->presentViewController(first, false, count);
+  root()->dismissViewControllerAnimated(true, count);
+  EXPECT_EQ(root()->presentedViewController(), nullptr) << "all that stood there went";
   first->dismissViewControllerAnimated(true, count);
+  second->dismissViewControllerAnimated(true, count);
   EXPECT_EQ(completions, 0) << "completions come later";
   phone->advance(0ms);
-  EXPECT_EQ(completions, 2) << "of the first presentation and of the dismissal";
+  EXPECT_EQ(completions, 5) << "of the three presentations and the two dismissals of the root";
 
   // A page that was pushed closes the navigation that holds it.
   const auto navigation =
@@ -119,7 +124,7 @@ TEST_F(PopUps, PresentationRules) {
   EXPECT_EQ(root()->presentedViewController(), nullptr);
   root()->dismissViewControllerAnimated(true, count);
   phone->advance(0ms);
-  EXPECT_EQ(completions, 4) << "a dismissal completes though nothing was there";
+  EXPECT_EQ(completions, 7) << "a dismissal completes though nothing was there";
 }
 
 }  // namespace

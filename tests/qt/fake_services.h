@@ -10,6 +10,7 @@
 namespace korvani::qt {
 
 /// On a connection of its own to the private bus; each object has every method that has an answer.
+/// An answer that is no value is an error.
 class FakeServices final : public QDBusVirtualObject {
  public:
   using Answer = std::function<QVariant(const QDBusMessage& call)>;
@@ -35,7 +36,9 @@ class FakeServices final : public QDBusVirtualObject {
   bool handleMessage(const QDBusMessage& call, const QDBusConnection& bus) override {
     if (!answers.contains(call.member())) return false;
     ++calls[call.member()];
-    return bus.send(call.createReply(answers[call.member()](call)));
+    const QVariant answer = answers[call.member()](call);
+    return bus.send(answer.isValid() ? call.createReply(answer)
+                                     : call.createErrorReply(QDBusError::Failed, QString()));
   }
 
  private:

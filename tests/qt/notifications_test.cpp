@@ -1,39 +1,58 @@
-// Notifications and the battery, through mock services on a bus of the test's own.
+// Notifications and the battery, through mock services on a bus of the test's own, and through a
+// real notification service.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <korvani/codec/json.h>
 #include <korvani/qt/battery.h>
-#include <korvani/qt/local_notifications.h>
+#include <korvani/qt/bus_call.h>
+#include <korvani/qt/notifications/local_notifications.h>
 
+#include <QDBusArgument>
+#include <QFileOpenEvent>
 #include <QGuiApplication>
+#include <QTemporaryDir>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "fake_portal.h"
 #include "private_bus.h"
 
 namespace korvani::qt {
 namespace {
 
+using notifications::LocalNotifications;
 using platform::LocalNotification;
 using platform::Value;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::StartsWith;
 
-const Value kUserInfo = Value::Dictionary{{"id", std::int64_t{1} << 60}, {"none", Value()}};
+const QString kService = QStringLiteral("org.freedesktop.Notifications");
+const QString kPath = QStringLiteral("/org/freedesktop/Notifications");
+
+Value userInfo(int number) {
+  return Value::Dictionary{{"id", (std::int64_t{1} << 60) + number},
+                           {"none", Value()},
+                           {"text", "\u00e9\U0001f350"},
+                           {"list", Value::Array{0.1, Value::Dictionary{{"KVBeacon", true}}}}};
+}
 
 class Notifications : public testing::Test {
  protected:
-  std::unique_ptr<MockService> serviceThatCan(const char* capabilities) {
+  static std::unique_ptr<MockService> serviceThatCan(const char* capabilities) {
     return std::make_unique<MockService>(
-        QStringLiteral("org.freedesktop.Notifications"),
-        QStringLiteral("/org/freedesktop/Notifications"),
+        kService, kPath,
         QStringList{QStringLiteral("--template"), QStringLiteral("notification_daemon"),
                     QStringLiteral("--parameters"),
                     QStringLiteral("{\"capabilities\": \"%1\"}").arg(QLatin1String(capabilities))});
   }
-  void post(const std::string& text) { notifications_.post({text, "default", kUserInfo}); }
-  static void invoke(MockService& service, uint identifier, const char* action) {
+  void post(const std::string& text, int number = 0) {
+    notifications_->post({text, "", userInfo(number)});
+  }
+  std::string nextNotify(MockService& service) { return service.nextCall("Notify").toStdString(); }
+  static void invoke(MockService& service, uint identifier, const char* action = "default") {
     emitSignal(service, "ActionInvoked", "us", {identifier, QString::fromLatin1(action)});
   }
   static void emitSignal(MockService& service, const char* name, const char* signature,
@@ -42,49 +61,77 @@ class Notifications : public testing::Test {
                  {QString(), QString::fromLatin1(name), QString::fromLatin1(signature), arguments});
   }
   void expectOpened() {
-    notifications_.setOpenedHandler([this](const Value& userInfo) { opened_.push_back(userInfo); });
+    notifications_->setOpenedHandler(
+        [this](const Value& userInfo) { opened_.push_back(userInfo); });
   }
   void runUntilBanner() {
     runUntil([this] { return !banners_.empty(); });
   }
+  /// As the next process of the host would.
+  void restart() {
+    notifications_.reset();
+    notifications_ = newNotifications();
+  }
+  std::unique_ptr<LocalNotifications> newNotifications() {
+    return std::make_unique<LocalNotifications>(
+        notifications::Surroundings{
+            .showBanner =
+                [this](const std::string& text, std::function<void()> opened) {
+                  if (hasWindow_) banners_.push_back(text);
+                  openBanner_ = std::move(opened);
+                  return hasWindow_;
+                },
+            .raiseWindow =
+                [this] { raisedWith_.push_back(qgetenv("XDG_ACTIVATION_TOKEN").toStdString()); }},
+        folder_.path(), json_);
+  }
 
   PrivateBus bus_;
+  const QTemporaryDir folder_;
+  const codec::JSON json_;
+  bool hasWindow_ = true;
   std::vector<std::string> banners_;
   std::function<void()> openBanner_;
+  std::vector<std::string> raisedWith_;
   std::vector<Value> opened_;
-  LocalNotifications notifications_{[this](const std::string& text, std::function<void()> opened) {
-    banners_.push_back(text);
-    openBanner_ = std::move(opened);
-  }};
+  std::unique_ptr<LocalNotifications> notifications_ = newNotifications();
 };
 
 TEST_F(Notifications, ComeBackOnceAsTheyWereScheduled) {
   QGuiApplication::setApplicationDisplayName(QStringLiteral("Shop"));
-  const auto service = serviceThatCan("body body-markup actions");
+  const auto service = serviceThatCan("body body-markup actions sound");
   expectOpened();
-  post("<b>1</b> & \"2\"");
-  EXPECT_THAT(service->nextCall("Notify").toStdString(),
+  post("<b>1</b> & \"2\"", 1);
+  const std::string first = nextNotify(*service);
+  EXPECT_THAT(first,
               StartsWith("\"Shop\" 0 \"\" \"Shop\" "
                          "\"&lt;b&gt;1&lt;/b&gt; &amp; &quot;2&quot;\" [\"default\", \"\"] "));
+  EXPECT_THAT(first, HasSubstr("\"suppress-sound\": True"));
   invoke(*service, 1, "other");
-  invoke(*service, 2, "default");
-  invoke(*service, 1, "default");
-  invoke(*service, 1, "default");
+  invoke(*service, 2);
+  emitSignal(*service, "ActivationToken", "us", {1U, QStringLiteral("token")});
+  invoke(*service, 1);
+  invoke(*service, 1);
   EXPECT_EQ(service->nextCall("CloseNotification"), "1");
+  EXPECT_THAT(opened_, ElementsAre(userInfo(1)));
+  EXPECT_THAT(raisedWith_, ElementsAre("token"));
+  EXPECT_FALSE(qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN"));
 
-  // One that is closed is not opened any more; one that comes while no one listens waits.
-  notifications_.setOpenedHandler(nullptr);
-  post("second");
-  post("third");
-  EXPECT_THAT(service->nextCall("Notify").toStdString(), testing::HasSubstr("\"second\""));
-  EXPECT_THAT(service->nextCall("Notify").toStdString(), testing::HasSubstr("\"third\""));
+  // In any order; one that was dismissed is not opened any more, one that has only left the screen
+  // is; what is opened while no one listens waits.
+  notifications_->setOpenedHandler(nullptr);
+  for (int number : {2, 3, 4}) {
+    post("more", number);
+    nextNotify(*service);
+  }
   emitSignal(*service, "NotificationClosed", "uu", {2U, 2U});
-  invoke(*service, 2, "default");
-  invoke(*service, 3, "default");
+  emitSignal(*service, "NotificationClosed", "uu", {3U, 1U});
+  for (uint number : {4U, 2U, 3U}) invoke(*service, number);
+  EXPECT_EQ(service->nextCall("CloseNotification"), "4");
   EXPECT_EQ(service->nextCall("CloseNotification"), "3");
-  EXPECT_THAT(opened_, ElementsAre(kUserInfo));
+  EXPECT_EQ(opened_.size(), 1U);
   expectOpened();
-  EXPECT_THAT(opened_, ElementsAre(kUserInfo, kUserInfo));
+  EXPECT_THAT(opened_, ElementsAre(userInfo(1), userInfo(4), userInfo(3)));
   EXPECT_THAT(banners_, ElementsAre());
 }
 
@@ -94,7 +141,7 @@ TEST_F(Notifications, AreBannersWithoutAServiceThatBringsThemBack) {
   runUntilBanner();
   EXPECT_THAT(banners_, ElementsAre("no service"));
   openBanner_();
-  EXPECT_THAT(opened_, ElementsAre(kUserInfo));
+  EXPECT_THAT(opened_, ElementsAre(userInfo(0)));
 
   auto service = serviceThatCan("body");
   banners_.clear();
@@ -105,29 +152,142 @@ TEST_F(Notifications, AreBannersWithoutAServiceThatBringsThemBack) {
   // Services come and go; what the last one showed cannot be opened through the next.
   service.reset();
   service = serviceThatCan("body actions");
-  post("plain <text> & more");
-  EXPECT_THAT(service->nextCall("Notify").toStdString(),
-              testing::HasSubstr("\"plain <text> & more\""));
+  post("plain <text> & more", 1);
+  EXPECT_THAT(nextNotify(*service), HasSubstr("\"plain <text> & more\""));
   service.reset();
   banners_.clear();
   post("gone");
   runUntilBanner();
   service = serviceThatCan("body actions");
-  invoke(*service, 1, "default");
-  post("after");
-  service->nextCall("Notify");
-  invoke(*service, 1, "default");
+  invoke(*service, 1);
+  post("after", 2);
+  nextNotify(*service);
+  invoke(*service, 1);
   EXPECT_EQ(service->nextCall("CloseNotification"), "1");
-  EXPECT_EQ(opened_.size(), 2U);
+  EXPECT_THAT(opened_, ElementsAre(userInfo(0), userInfo(2)));
+}
+
+TEST_F(Notifications, WaitForAServiceOrAWindow) {
+  hasWindow_ = false;
+  post("first", 1);
+  runUntil([this] { return openBanner_ != nullptr; });
+  openBanner_ = nullptr;
+  restart();
+  post("second", 2);
+  auto service = serviceThatCan("actions");
+  EXPECT_THAT(nextNotify(*service), StartsWith("\"phone\" 0 \"\" \"first\""));
+  EXPECT_THAT(nextNotify(*service), StartsWith("\"phone\" 0 \"\" \"second\""));
+
+  // The next process knows what the same service still shows.
+  invoke(*service, 1);
+  EXPECT_EQ(service->nextCall("CloseNotification"), "1");
+  restart();
+  expectOpened();
+  invoke(*service, 1);
+  invoke(*service, 2);
+  EXPECT_EQ(service->nextCall("CloseNotification"), "2");
+  EXPECT_THAT(opened_, ElementsAre(userInfo(2)));
+  service.reset();
+  post("third", 3);
+  runUntil([this] { return openBanner_ != nullptr; });
+  hasWindow_ = true;
+  notifications_->windowAppeared();
+  runUntilBanner();
+  EXPECT_THAT(banners_, ElementsAre("third"));
+}
+
+TEST_F(Notifications, AreShownAndOpenedByARealServiceThatTheBusStarts) {
+  QProcess screen;
+  screen.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1")});
+  screen.waitForReadyRead(-1);
+  bus_.setStarted(kService, QStringLiteral("/usr/bin/env DISPLAY=:%1 dunst")
+                                .arg(QString::fromLatin1(screen.readLine().trimmed())));
+  const auto dunst = [](const char* method, const QVariantList& arguments) {
+    return QDBusConnection::sessionBus().call(
+        newCall(kService, kPath, QStringLiteral("org.dunstproject.cmd0"), method, arguments));
+  };
+  expectOpened();
+  post("<b>1</b> & 2", 1);
+  post("3", 2);
+  // An error as long as nothing is shown, and no event then: so asked again and again.
+  while (opened_.size() < 2) {
+    dunst("NotificationAction", {0U});
+    QCoreApplication::processEvents();
+  }
+  EXPECT_THAT(opened_, testing::UnorderedElementsAre(userInfo(1), userInfo(2)));
+  EXPECT_EQ(raisedWith_.size(), 2U);
+  EXPECT_THAT(banners_, ElementsAre());
+  const auto history =
+      qdbus_cast<QList<QVariantMap>>(dunst("NotificationListHistory", {}).arguments().value(0));
+  ASSERT_EQ(history.size(), 2);
+  // Its markup, which it was told not to read as such.
+  EXPECT_EQ(history.back()["body"].toString(), QStringLiteral("&lt;b&gt;1&lt;/b&gt; &amp; 2"));
+  screen.kill();
+  screen.waitForFinished(-1);
+}
+
+/// What comes to the application to be opened.
+class FileOpens final : public QObject {
+ public:
+  FileOpens() { qApp->installEventFilter(this); }
+  QUrl url;
+
+ private:
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::FileOpen) url = static_cast<QFileOpenEvent*>(event)->url();
+    return false;
+  }
+};
+
+TEST_F(Notifications, GoThroughThePortalInASandbox) {
+  qputenv("SNAP", "here");
+  restart();
+  expectOpened();
+  FakePortal portal;
+  const auto runUntilAdded = [&](std::size_t count) {
+    runUntil([&] { return portal.added.size() == count; });
+  };
+  post("<b>", 1);
+  runUntilAdded(1);
+  EXPECT_EQ(portal.added[0], (QVariantMap{{"title", QGuiApplication::applicationDisplayName()},
+                                          {"body", "<b>"},
+                                          {"default-action", "open-korvani-notification"},
+                                          {"default-action-target", portal.id}}));
+  portal.tellAction();
+  portal.tellAction();
+  runUntil([&] { return portal.removed.size() == 2; });
+  EXPECT_THAT(opened_, ElementsAre(userInfo(1)));
+
+  // A host with a name of its own, and a portal that plays some sounds.
+  QGuiApplication::setDesktopFileName(FakePortal::kHost);
+  restart();
+  expectOpened();
+  portal.version = 2;
+  notifications_->post({"sound", "fake_geoclue.py", userInfo(2)});
+  runUntilAdded(3);
+  EXPECT_EQ(portal.added[1]["sound"].typeId(), qMetaTypeId<QDBusArgument>());
+  EXPECT_EQ(portal.added[2]["sound"], QVariant("silent"));
+  portal.activateAction();
+  runUntil([&] { return opened_.size() == 2; });
+  EXPECT_EQ(opened_.back(), userInfo(2));
+  const FileOpens fileOpens;
+  portal.callHost("Open", {QStringList{"shop://pears"}, QVariantMap()});
+  runUntil([&] { return fileOpens.url == QUrl("shop://pears"); });
+  EXPECT_THAT(raisedWith_, ElementsAre("", "", "token", ""));
 }
 
 TEST(NotificationsTest, AreBannersWithoutABus) {
   qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere");
-  std::vector<std::string> banners;
-  LocalNotifications notifications(
-      [&](const std::string& text, const std::function<void()>&) { banners.push_back(text); });
+  const QTemporaryDir folder;
+  const codec::JSON json;
+  bool isBanner = false;
+  bool isLaunched = false;
+  const auto showBanner = [&](const auto&, const auto&) { return isBanner = true; };
+  LocalNotifications notifications({.showBanner = showBanner, .raiseWindow = [] {}}, folder.path(),
+                                   json);
+  notifications.whenLaunched([&](const auto& launch) { isLaunched = launch == nullptr; });
   notifications.post({"text", "", Value()});
-  EXPECT_THAT(banners, ElementsAre("text"));
+  runUntil([&] { return isBanner && isLaunched; });
 }
 
 TEST(BatteryTest, FollowsThePowerService) {

@@ -4,8 +4,10 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusServiceWatcher>
+#include <QFile>
 #include <QProcess>
 #include <QStringList>
+#include <QTemporaryDir>
 #include <memory>
 
 #include "waiting.h"
@@ -13,11 +15,18 @@
 namespace korvani::qt {
 
 /// Stands for both the session bus and the system bus of this process; made before either is used.
+/// Nothing that the machine has installed is started on it.
 class PrivateBus {
  public:
   PrivateBus() {
+    const QString config = folder_.filePath(QStringLiteral("bus.conf"));
+    write(config, QStringLiteral("<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen>"
+                                 "<servicedir>%1</servicedir><policy context='default'>"
+                                 "<allow send_destination='*' eavesdrop='true'/>"
+                                 "<allow eavesdrop='true'/><allow own='*'/></policy></busconfig>")
+                      .arg(folder_.path()));
     daemon_.start(QStringLiteral("dbus-daemon"),
-                  {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                  {QStringLiteral("--config-file=") + config, QStringLiteral("--nofork"),
                    QStringLiteral("--print-address")});
     daemon_.waitForReadyRead(-1);
     const QByteArray address = daemon_.readLine().trimmed();
@@ -29,7 +38,20 @@ class PrivateBus {
     daemon_.waitForFinished(-1);
   }
 
+  /// From now on the bus starts this for the service of that name.
+  void setStarted(const QString& service, const QString& command) {
+    write(folder_.filePath(service + QStringLiteral(".service")),
+          QStringLiteral("[D-BUS Service]\nName=%1\nExec=%2\n").arg(service, command));
+  }
+
  private:
+  static void write(const QString& file, const QString& text) {
+    QFile writing(file);
+    if (!writing.open(QIODevice::WriteOnly)) qFatal("%s", qUtf8Printable(file));
+    writing.write(text.toUtf8());
+  }
+
+  const QTemporaryDir folder_;
   QProcess daemon_;
 };
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <korvani/codec/json.h>
 #include <korvani/qt/clock.h>
-#include <korvani/qt/device.h>
 #include <korvani/qt/log.h>
 #include <korvani/qt/queues.h>
 #include <korvani/qt/user_defaults.h>
@@ -187,39 +186,6 @@ TEST(LogTest, CutsLongLinesBetweenCharacters) {
   qInstallMessageHandler(nullptr);
   const QString longest(4096, QChar(0xE9));
   EXPECT_THAT(lines, ElementsAre(QStringLiteral("100 %s"), longest, longest));
-}
-
-TEST(DeviceTest, TellsTheSystemsLocale) {
-  // Qt asks the system once, so each locale has a process of its own.
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  for (const auto& [locale, expected] : {std::pair{"fr_FR.UTF-8", "fr_FR"},
-                                         {"de_CH.UTF-8@x", "de_CH"},
-                                         {"C", "en_US"},
-                                         {"C.UTF-8", "en_US"},
-                                         {"POSIX", "en_US"},
-                                         {"", "en_US"}}) {
-    for (const char* name : {"LC_ALL", "LANG", "LANGUAGE"}) qputenv(name, locale);
-    EXPECT_EXIT(std::exit(systemLocaleIdentifier() == expected ? 0 : 1), testing::ExitedWithCode(0),
-                "")
-        << locale;
-  }
-}
-
-TEST(ClockTest, FollowsTheZoneAndMakesUuids) {
-  const Clock clock(ApplicationLife::ofProcess());
-  const platform::Date summer{milliseconds(1'782'000'000'000)};
-  const platform::Date winter{milliseconds(1'767'268'800'000)};
-  for (const auto& [zone, inSummer, inWinter] : {std::tuple{"CET-1CEST,M3.5.0,M10.5.0/3", 120, 60},
-                                                 {"NST3:30", -210, -210},
-                                                 {"UTC0", 0, 0}}) {
-    qputenv("TZ", zone);
-    EXPECT_EQ(clock.utcOffset(summer).count(), inSummer) << zone;
-    EXPECT_EQ(clock.utcOffset(winter).count(), inWinter) << zone;
-  }
-  RandomUuids uuids;
-  const std::string one = uuids.newUuid().UUIDString();
-  EXPECT_THAT(one, testing::ContainsRegex("^.{8}-.{4}-4.{3}-[89AB].{3}-.{12}$"));
-  EXPECT_NE(one, uuids.newUuid().UUIDString());
 }
 
 }  // namespace

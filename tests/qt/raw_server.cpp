@@ -52,6 +52,7 @@ RawServer::RawServer(Answer answer)
     std::abort();
   }
   port_ = ntohs(address.sin_port);
+  const std::lock_guard lock(mutex_);  // the new thread adds more
   threads_.emplace_back([this] { accept(); });
 }
 

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/qt/banner.h>
+#include <korvani/qt/canvas.h>
 #include <korvani/qt/image.h>
+#include <korvani/qt/motion.h>
 #include <korvani/qt/queues.h>
 #include <korvani/qt/screens.h>
 
@@ -244,6 +246,27 @@ TEST_F(ScreensTest, FollowsTheWindowWhileTheModelsKeepTheirFrames) {
   EXPECT_EQ(screens_.mainScreenBounds(), (platform::Rect{0, 0, 500, 400}));
 }
 
+TEST_F(ScreensTest, WhatReachesAnEdgeGoesOnReachingIt) {
+  const auto screen = std::make_shared<ViewController>();
+  screen->view()->setFrame({0, 0, 200, 300});
+  const platform::Rect frames[] = {{2, 22, 40, 40}, {0, 64, 200, 236}, {0, 64, 200, 300}};
+  for (const auto& frame : frames) screen->view()->addSubview(std::make_shared<View>(frame));
+  show(screen);
+  const auto places = [this] {
+    QList<QRect> all;
+    const auto* root = popUps().front()->findChild<QWidget*>(QString(), Qt::FindDirectChildrenOnly);
+    for (const auto* part : root->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly)) {
+      all << part->geometry();
+    }
+    return all;
+  };
+  EXPECT_EQ(places(), (QList<QRect>{{2, 22, 40, 40}, {0, 64, 200, 236}, {0, 64, 200, 300}}));
+  host_->resize(300, 200);
+  EXPECT_EQ(places(), (QList<QRect>{{2, 22, 40, 40}, {0, 64, 300, 136}, {0, 64, 300, 200}}));
+  host_->resize(200, 300);
+  EXPECT_EQ(places(), (QList<QRect>{{2, 22, 40, 40}, {0, 64, 200, 236}, {0, 64, 200, 300}}));
+}
+
 TEST_F(ScreensTest, WithoutAWindowCompletionsStillRun) {
   root()->presentViewController(std::make_shared<PopUp>(), true, note("presented"));
   runUntil([&] { return !popUps().empty(); });
@@ -283,32 +306,6 @@ TEST_F(ScreensTest, TheKeyboardStaysInThePopUpUntilItGoes) {
   EXPECT_EQ(QApplication::focusWidget(), &field);
 }
 
-class Failures final : public platform::WebViewDelegate {
- public:
-  void webViewDidFailLoadWithError(const std::shared_ptr<platform::WebView>&,
-                                   const std::string& text) override {
-    texts.push_back(text);
-  }
-  std::vector<std::string> texts;
-};
-
-TEST_F(ScreensTest, PagesFailWhereNoneCanBeShown) {
-  // This application was not prepared for pages, and in the end has no window either.
-  const auto delegate = std::make_shared<Failures>();
-  const auto web = screens_.newWebView({0, 64, 200, 236});
-  web->setDelegate(delegate);
-  const auto popUp = std::make_shared<PopUp>();
-  popUp->view()->addSubview(web);
-  web->loadRequest(platform::URL::URLWithString("http://127.0.0.1/"));
-  EXPECT_TRUE(delegate->texts.empty());
-  show(popUp);
-  EXPECT_THAT(delegate->texts, ElementsAre(testing::HasSubstr("prepareApplication")));
-  host_.reset();
-  web->loadRequest(std::nullopt);
-  runUntil([&] { return delegate->texts.size() == 2; });
-  EXPECT_THAT(delegate->texts.back(), testing::HasSubstr("window"));
-}
-
 class AnsweredAlert final : public platform::AlertDelegate {
  public:
   void alertClickedButtonAtIndex(int index) override { indexes.push_back(index); }
@@ -342,7 +339,9 @@ TEST_F(ScreensTest, AlertsAreShownInTurnAndAnswered) {
 }
 
 TEST_F(ScreensTest, BannersAreOpenedOnceAndLeaveInTurn) {
-  Banners banners(host_.get(), std::chrono::hours(1));
+  const auto canvas = Canvas::over(host_.get());
+  const Motion motion;
+  Banners banners(*canvas, motion, std::chrono::hours(1));
   const auto banner = [&](const QString& text) { return button(text); };
   banners.show("first", note("first"));
   banners.show("second", note("second"));
@@ -358,7 +357,7 @@ TEST_F(ScreensTest, BannersAreOpenedOnceAndLeaveInTurn) {
   runUntil([&] { return !banner("second"); });
 
   // One that nobody touches leaves by itself.
-  Banners hasty(host_.get(), std::chrono::milliseconds(1));
+  Banners hasty(*canvas, motion, std::chrono::milliseconds(1));
   hasty.show("third", note("third"));
   hasty.show("fourth", note("fourth"));
   runUntil([&] { return banner("fourth"); });
@@ -374,14 +373,51 @@ std::string encoded(const QImage& image, const char* format) {
   return bytes.toStdString();
 }
 
+/// An animation of one pixel: a red frame and a blue one, 30 milliseconds each; `loops` 0: for
+/// ever.
+std::string redAndBlue(char loops) {
+  using namespace std::string_literals;
+  const std::string delay = "\x21\xF9\x04\x00\x03\x00\x00\x00"s;
+  const std::string pixel = "\x2C\0\0\0\0\x01\0\x01\0\0\x02\x02"s;
+  return "GIF89a\x01\0\x01\0\x80\0\0\xFF\0\0\0\0\xFF"s + "\x21\xFF\x0BNETSCAPE2.0\x03\x01"s +
+         loops + "\0\0"s + delay + pixel + "\x44\x01\0"s + delay + pixel + "\x4C\x01\0\x3B"s;
+}
+
+TEST_F(ScreensTest, ImagesThatMoveAreMoving) {
+  // A frame may be under way at the end, so like a phone's they stay.
+  static auto* const queues = new Queues(ApplicationLife::ofProcess());
+  ImageDecoder decoder(*queues);
+  const auto popUp = std::make_shared<PopUp>();
+  popUp->image->setImage(decoder.imageWithData(redAndBlue(0), 1));
+  show(popUp);
+  for (const QColor color : {Qt::red, Qt::blue, Qt::red, Qt::blue}) {
+    runUntil([&] { return pixel(100, 180) == color; });
+  }
+  // One that ends rests at its last frame; one that is taken away stops.
+  popUp->image->setImage(decoder.imageWithData(redAndBlue(1), 1));
+  for (const QColor color : {Qt::red, Qt::blue, Qt::red, Qt::blue}) {
+    runUntil([&] { return pixel(100, 180) == color; });
+  }
+  popUp->image->setImage(decoder.imageWithData(redAndBlue(0).substr(0, 60), 1));
+  popUp->image->setImage(nullptr);
+  EXPECT_EQ(pixel(100, 180), QColor(Qt::blue)) << "the background";
+}
+
 TEST(ImageDecoderTest, DecodesWhatQtReadsAndNothingElse) {
-  ImageDecoder decoder;
+  Queues queues(ApplicationLife::ofProcess());
+  ImageDecoder decoder(queues);
   const QImage pixels = PopUp::filled({30, 60}, Qt::red);
   for (const char* format : {"PNG", "JPG", "BMP"}) {
     const auto image = decoder.imageWithData(encoded(pixels, format), 3);
     ASSERT_TRUE(image) << format;
     EXPECT_EQ(image->size(), (platform::Size{10, 20})) << format;
   }
+
+  // More than any screen shows is not kept.
+  const auto wide = decoder.imageWithData(encoded(PopUp::filled({6000, 30}, Qt::red), "PNG"), 1);
+  ASSERT_TRUE(wide);
+  EXPECT_EQ(wide->size(), (platform::Size{6000, 30}));
+  EXPECT_LE(dynamic_cast<const QtImage&>(*wide).pixels().width(), 4096);
 
   // A quarter turn by EXIF, right behind the start marker.
   const std::string_view turned(

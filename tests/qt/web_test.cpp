@@ -3,12 +3,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/qt/phone.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+#include <algorithm>
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,6 +23,10 @@
 #include "waiting.h"
 
 namespace korvani::qt {
+
+/// The home of who runs this program, empty at its start.
+static QString gHome;
+
 namespace {
 
 using platform::URL;
@@ -32,6 +42,41 @@ std::string page(const std::string& title, const std::string& link) {
                               "fetch('/seen-' + document.title + '-' + innerWidth + 'x' + "
                               "innerHeight), 20)</script>",
                           "200 OK", "Content-Type: text/html\r\n");
+}
+
+/// Tries what a stranger may not, and tells the server how it went. A click asks for a file.
+const std::string kStranger = RawServer::reply(
+    R"(<!doctype html><title>Stranger</title>
+<input type=file style='position:fixed;inset:0;width:100vw;height:100vh;font-size:100px'>
+<script>
+const tell = (what, how) => fetch('/told-' + what + '-' + how);
+onclick = () => tell('clicked', '');
+window.close();
+alert('1');
+tell('confirm', confirm('2'));
+tell('prompt', prompt('3', '4'));
+open('/opened');
+document.cookie = 'taste=cinnamon';
+localStorage.taste = 'cinnamon';
+navigator.geolocation.getCurrentPosition(() => tell('position', 'granted'),
+                                         error => tell('position', error.code));
+const attempt = (what, promise) => promise.then(() => tell(what, 'granted'),
+                                                error => tell(what, error.name));
+attempt('media', navigator.mediaDevices.getUserMedia({audio: true, video: true}));
+attempt('screen', navigator.mediaDevices.getDisplayMedia());
+attempt('clipboard', navigator.clipboard.readText());
+attempt('file', fetch('file:///etc/passwd'));
+Notification.requestPermission().then(answer => tell('notifications', answer));
+const saved = document.body.appendChild(document.createElement('a'));
+saved.href = '/parcel';
+saved.download = 'parcel';
+saved.click();
+</script>)",
+    "200 OK", "Content-Type: text/html\r\n");
+
+bool isMapped(const char* library) {
+  QFile maps("/proc/self/maps");
+  return maps.open(QIODevice::ReadOnly) && maps.readAll().contains(library);
 }
 
 class Failures final : public platform::WebViewDelegate {
@@ -52,12 +97,19 @@ class WebTest : public testing::Test {
   }
 
   void load(const std::string& address) { view_->loadRequest(URL::URLWithString(address)); }
-  /// Did the server hear a request for an address that begins so?
-  bool heard(const std::string& path) const {
-    for (const std::string& request : server_.requests()) {
-      if (request.starts_with("GET " + path)) return true;
-    }
-    return false;
+  /// How often has the server heard a request for an address that begins so?
+  std::ptrdiff_t times(const std::string& path) const {
+    const auto requests = server_.requests();
+    return std::count_if(requests.begin(), requests.end(), [&](const std::string& request) {
+      return request.starts_with("GET " + path);
+    });
+  }
+  bool heard(const std::string& path) const { return times(path) > 0; }
+  /// Shows the view as a pop-up does.
+  void present() {
+    const auto popUp = std::make_shared<platform::ViewController>();
+    popUp->view()->addSubview(view_);
+    phone_->application().rootViewController()->presentViewController(popUp, true);
   }
   /// Clicks at each request that comes in, as a page takes no click before it is painted.
   void clickUntil(const std::function<bool()>& isSo) {
@@ -75,6 +127,7 @@ class WebTest : public testing::Test {
     QAbstractEventDispatcher::instance(qApp->thread())->wakeUp();  // runUntil looks again
     if (request.starts_with("GET /pears ")) return page("Pears", "/next");
     if (request.starts_with("GET /next ")) return page("Next", "mailto:a@example.com");
+    if (request.starts_with("GET /stranger ")) return kStranger;
     if (request.starts_with("GET /moved ")) {
       return RawServer::reply("", "302 Found", "Location: /pears\r\n");
     }
@@ -89,12 +142,62 @@ class WebTest : public testing::Test {
   std::shared_ptr<Failures> failures_ = std::make_shared<Failures>();
 };
 
+TEST_F(WebTest, TheEngineComesWithTheFirstPage) {
+  EXPECT_FALSE(isMapped("libQt6WebEngine"));
+  load(server_.url("/pears"));
+  EXPECT_TRUE(isMapped("libQt6WebEngine"));
+  runUntil([&] { return heard("/seen-Pears-"); });
+}
+
+TEST_F(WebTest, APageIsAStranger) {
+  load(server_.url("/stranger"));
+  present();
+  for (const std::string answer : {"confirm-false", "prompt-null", "position-1", "media-",
+                                   "screen-", "clipboard-", "file-", "notifications-denied"}) {
+    runUntil([&] { return heard("/told-" + answer); });
+    EXPECT_FALSE(heard("/told-" + answer + "granted"));
+  }
+  // A second click comes through only if no dialog has opened at the first.
+  clickUntil([&] { return times("/told-clicked") > 1; });
+  EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+  load(server_.url("/pears"));
+  runUntil([&] { return heard("/seen-Pears-390x236"); });
+  EXPECT_FALSE(heard("/opened"));
+
+  // Nothing of it is on the disk, nor is there what it wanted to save.
+  QDirIterator files(gHome, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+  while (files.hasNext()) {
+    QFile file(files.next());
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly) && !file.readAll().contains("cinnamon") &&
+                files.fileName() != "parcel")
+        << files.filePath().toStdString();
+  }
+}
+
+TEST_F(WebTest, APageWhoseProcessEndsLeavesAnEmptyOne) {
+  load(server_.url("/pears"));
+  present();
+  runUntil([&] { return heard("/seen-Pears-390x236"); });
+  const QObject* page = nullptr;
+  for (const QObject* object : host_.findChildren<QObject*>()) {
+    if (object->inherits("QWebEnginePage")) page = object;
+  }
+  ASSERT_NE(page, nullptr);
+  const auto process = page->property("renderProcessPid").value<pid_t>();
+  ASSERT_GT(process, 0);
+  ::kill(process, SIGKILL);
+  runUntil([&] { return !failures_->texts.empty(); });
+  EXPECT_THAT(failures_->texts, testing::ElementsAre(HasSubstr("process")));
+  runUntil([&] { return page->property("url").toUrl() == QUrl("about:blank"); });
+  load(server_.url("/next"));
+  runUntil([&] { return heard("/seen-Next-390x236"); });
+  EXPECT_EQ(failures_->texts.size(), 1U);
+}
+
 TEST_F(WebTest, ShowsAPageInItsFrameAndStaysThere) {
   load(server_.url("/moved"));
   runUntil([&] { return heard("/pears"); });  // though nothing is presented yet
-  const auto popUp = std::make_shared<platform::ViewController>();
-  popUp->view()->addSubview(view_);
-  phone_->application().rootViewController()->presentViewController(popUp, true);
+  present();
   runUntil([&] { return heard("/seen-Pears-390x236"); });
 
   clickUntil([&] { return heard("/next"); });
@@ -129,8 +232,15 @@ TEST_F(WebTest, EachFailureIsToldOnceWithItsText) {
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   qputenv("no_proxy", "*");
-  if (geteuid() == 0) qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");  // it refuses to run as root
-  korvani::qt::Phone::prepareApplication();
+  if (geteuid() == 0) {
+    std::puts("run as root: the web engine works without its sandbox");
+    qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
+  }
+  const QTemporaryDir home;
+  korvani::qt::gHome = home.path();
+  for (const char* name : {"HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME"}) {
+    qputenv(name, home.path().toLocal8Bit());
+  }
   QApplication application(argc, argv);
   return RUN_ALL_TESTS();
 }

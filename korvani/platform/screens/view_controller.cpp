@@ -3,6 +3,8 @@
 #include <korvani/platform/platform.h>
 #include <korvani/platform/screens/view_controller.h>
 
+#include <algorithm>
+
 namespace korvani::platform {
 
 ViewController::~ViewController() = default;
@@ -21,9 +23,22 @@ void ViewController::presentViewController(std::shared_ptr<ViewController> contr
   Stage* const shownOn = stage();
   if (!controller || !shownOn) return;
   const std::lock_guard lock(shownOn->order_);
-  if (!presented_.compareExchange(nullptr, controller)) return;
-  controller->presenting_.store(weak_from_this());
-  shownOn->present(std::move(controller), animated, std::move(completion));
+  const bool waits = std::any_of(waiting_.begin(), waiting_.end(), [&](const Waiting& waiting) {
+    return waiting.controller == controller;
+  });
+  if (waits || controller->stage()) return;
+  waiting_.push_back({std::move(controller), animated, std::move(completion)});
+  if (!presented_.load()) showNext(*shownOn);
+}
+
+void ViewController::showNext(Stage& shownOn) {
+  while (!waiting_.empty() && waiting_.front().controller->stage()) waiting_.pop_front();
+  if (waiting_.empty()) return;
+  Waiting next = std::move(waiting_.front());
+  waiting_.pop_front();
+  presented_.store(next.controller);
+  next.controller->presenting_.store(weak_from_this());
+  shownOn.present(std::move(next.controller), next.animated, std::move(next.completion));
 }
 
 void ViewController::dismissViewControllerAnimated(bool animated, Completion completion) {
@@ -38,6 +53,7 @@ void ViewController::dismissViewControllerAnimated(bool animated, Completion com
   std::shared_ptr<ViewController> presented = presented_.exchange(nullptr);
   if (presented) presented->presenting_.store({});
   shownOn->dismiss(std::move(presented), animated, std::move(completion));
+  showNext(*shownOn);
 }
 
 Stage* ViewController::stage() const {
@@ -48,7 +64,7 @@ Stage* ViewController::stage() const {
 
 std::shared_ptr<NavigationController> NavigationController::initWithRootViewController(
     std::shared_ptr<ViewController> root) {
-  const std::shared_ptr<NavigationController> navigation(new NavigationController);
+  std::shared_ptr<NavigationController> navigation(new NavigationController);
   navigation->hold(std::move(root));
   return navigation;
 }

@@ -7,6 +7,7 @@
 #include <korvani/platform/export.h>
 #include <korvani/platform/screens/view.h>
 
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -66,14 +67,15 @@ class KORVANI_EXPORT ViewController : public std::enable_shared_from_this<ViewCo
   std::shared_ptr<ViewController> presentingViewController() const {
     return presenting_.load().lock();
   }
-  /// Shows the controller over this one. Where one is presented already, or this one stands on no
-  /// stage, nothing happens and the completion is dropped.
+  /// Shows the controller over this one. Where another is presented already, it waits until that
+  /// one has been dismissed. Nothing happens, and the completion is dropped, where the controller
+  /// waits already or stands on a stage, and where this one stands on none.
   void presentViewController(std::shared_ptr<ViewController> controller, bool animated,
                              Completion completion = {});
-  /// Dismisses what this controller presents, with all that stands on it; where it presents
-  /// nothing, this controller itself (or the navigation that holds it) is dismissed by the one that
-  /// presents it. The completion runs though nothing was there to dismiss; a
-  /// controller that stands on no stage any more does nothing.
+  /// Dismisses what this controller presents, with all that stands on it, and presents what waits
+  /// next; where it presents nothing, this controller itself (or the navigation that holds it) is
+  /// dismissed by the one that presents it. The completion runs though nothing was there to
+  /// dismiss; a controller that stands on no stage any more does nothing.
   void dismissViewControllerAnimated(bool animated, Completion completion = {});
   /// The navigation that holds this controller, null when there is none.
   std::shared_ptr<NavigationController> navigationController() const { return navigation_.lock(); }
@@ -83,13 +85,21 @@ class KORVANI_EXPORT ViewController : public std::enable_shared_from_this<ViewCo
 
  private:
   friend class NavigationController;
+  struct Waiting {
+    std::shared_ptr<ViewController> controller;
+    bool animated;
+    Completion completion;
+  };
   Stage* stage() const;
+  void showNext(Stage& shownOn);
 
   Stage* const stage_ = nullptr;
   std::shared_ptr<View> view_;
   Atomic<std::shared_ptr<ViewController>> presented_;
   Atomic<std::weak_ptr<ViewController>> presenting_;
   std::weak_ptr<NavigationController> navigation_;
+  /// Under the lock of the stage.
+  std::deque<Waiting> waiting_;
 };
 
 class KORVANI_EXPORT NavigationController : public ViewController {

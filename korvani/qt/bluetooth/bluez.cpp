@@ -2,7 +2,6 @@
 #include <korvani/qt/bluetooth/bluez.h>
 #include <korvani/qt/log.h>
 
-#include <QDBusPendingCallWatcher>
 #include <utility>
 
 namespace korvani::qt::bluetooth {
@@ -17,8 +16,7 @@ constexpr int kMostRefusals = 5;
 
 QDBusMessage callMessage(const QString& path, const QString& interface, const QString& method,
                          const QVariantList& arguments) {
-  auto message = QDBusMessage::createMethodCall(kService, path, interface, method);
-  message.setArguments(arguments);
+  auto message = newCall(kService, path, interface, method, arguments);
   // Who stopped the daemon has a reason.
   message.setAutoStartService(false);
   return message;
@@ -29,21 +27,13 @@ QDBusMessage callMessage(const QString& path, const QString& interface, const QS
 void call(const QDBusConnection& bus, const QString& path, const QString& interface,
           const QString& method, const QVariantList& arguments, QObject* receiver,
           Answered answered) {
-  auto* watcher = new QDBusPendingCallWatcher(
-      bus.asyncCall(callMessage(path, interface, method, arguments)), receiver);
-  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, receiver,
-                   [answered = std::move(answered)](QDBusPendingCallWatcher* finished) {
-                     finished->deleteLater();
-                     answered(finished->reply());
-                   });
+  qt::call(bus, callMessage(path, interface, method, arguments), receiver, std::move(answered));
 }
 
 void tell(const QDBusConnection& bus, const QString& path, const QString& interface,
           const QString& method, const QVariantList& arguments) {
   bus.send(callMessage(path, interface, method, arguments));
 }
-
-bool isError(const QDBusMessage& answer) { return answer.type() == QDBusMessage::ErrorMessage; }
 
 bool isError(const QDBusMessage& answer, const char* name) {
   return isError(answer) && answer.errorName().section(QLatin1Char('.'), -1) == QLatin1String(name);

@@ -1,6 +1,8 @@
 // How BlueZ is spoken to over D-Bus: its names, and calls that never wait.
 #pragma once
 
+#include <korvani/qt/bus_call.h>
+
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QObject>
@@ -30,8 +32,8 @@ void call(const QDBusConnection& bus, const QString& path, const QString& interf
 void tell(const QDBusConnection& bus, const QString& path, const QString& interface,
           const QString& method, const QVariantList& arguments);
 
-/// Whether an answer is an error, and that one: "NotReady" of org.bluez.Error.NotReady.
-bool isError(const QDBusMessage& answer);
+using qt::isError;
+/// Whether an answer is that error: "NotReady" of org.bluez.Error.NotReady.
 bool isError(const QDBusMessage& answer, const char* name);
 
 /// What the user must know of calls that are refused again and again.

@@ -1,11 +1,20 @@
 // The web plug-in: pages in Qt WebEngine, each in a profile of its own that keeps nothing on disk.
 #include <korvani/qt/web/page_view.h>
 
+#include <QTimer>
 #include <QVBoxLayout>
+#include <QWebEngineCertificateError>
+#include <QWebEngineClientCertificateSelection>
+#include <QWebEngineDownloadRequest>
+#include <QWebEngineFileSystemAccessRequest>
+#include <QWebEngineFullScreenRequest>
 #include <QWebEngineLoadingInfo>
 #include <QWebEngineNewWindowRequest>
 #include <QWebEnginePage>
 #include <QWebEngineProfile>
+#include <QWebEngineQuotaRequest>
+#include <QWebEngineRegisterProtocolHandlerRequest>
+#include <QWebEngineSettings>
 #include <QWebEngineView>
 #include <utility>
 
@@ -18,17 +27,37 @@ bool staysInFrame(const QUrl& url) {
          scheme == u"blob";
 }
 
-/// A page that never leaves the web, nor its view.
+/// Nothing reaches the disk, the clipboard or other programs, however a page asks.
+void setUp(QWebEngineProfile& profile) {
+  QWebEngineSettings& settings = *profile.settings();
+  settings.setUnknownUrlSchemePolicy(QWebEngineSettings::DisallowUnknownUrlSchemes);
+  using Attribute = QWebEngineSettings::WebAttribute;
+  for (const Attribute refused :
+       {Attribute::JavascriptCanAccessClipboard, Attribute::JavascriptCanPaste,
+        Attribute::AllowWindowActivationFromJavaScript, Attribute::FullScreenSupportEnabled,
+        Attribute::ScreenCaptureEnabled, Attribute::PluginsEnabled,
+        Attribute::LocalContentCanAccessFileUrls}) {
+    settings.setAttribute(refused, false);
+  }
+  settings.setAttribute(Attribute::WebRTCPublicInterfacesOnly, true);
+  QObject::connect(&profile, &QWebEngineProfile::downloadRequested, &profile,
+                   [](QWebEngineDownloadRequest* download) { download->cancel(); });
+}
+
+/// A page that never leaves the web, nor its view. It is a stranger: what it asks of the user, it
+/// is told no.
 class Page final : public QWebEnginePage {
  public:
-  Page(QWebEngineProfile* profile, std::function<void(const QString&)> loadFailed)
-      : QWebEnginePage(profile), loadFailed_(std::move(loadFailed)) {
+  Page(QWebEngineProfile* profile, QObject* parent, std::function<void(const QString&)> loadFailed)
+      : QWebEnginePage(profile, parent), loadFailed_(std::move(loadFailed)) {
     connect(this, &QWebEnginePage::loadingChanged, this, &Page::follow);
+    connect(this, &QWebEnginePage::renderProcessTerminated, this, &Page::showNothing);
     connect(this, &QWebEnginePage::newWindowRequested, this,
             [this](const QWebEngineNewWindowRequest& request) {
               const QUrl url = request.requestedUrl();
               if (request.isUserInitiated() && accepted(url)) load(url);
             });
+    refuseRequests();
   }
 
  protected:
@@ -37,7 +66,39 @@ class Page final : public QWebEnginePage {
     return isMainFrame ? accepted(url) : staysInFrame(url);
   }
 
+  // Dialogs, which a page could open without end, and the console, which is no log of the host's.
+  void javaScriptAlert(const QUrl&, const QString&) override {}
+  bool javaScriptConfirm(const QUrl&, const QString&) override { return false; }
+  bool javaScriptPrompt(const QUrl&, const QString&, const QString&, QString*) override {
+    return false;
+  }
+  QStringList chooseFiles(FileSelectionMode, const QStringList&, const QStringList&) override {
+    return {};
+  }
+  void javaScriptConsoleMessage(JavaScriptConsoleMessageLevel, const QString&, int,
+                                const QString&) override {}
+
  private:
+  void refuseRequests() {
+    connect(this, &QWebEnginePage::featurePermissionRequested, this,
+            [this](const QUrl& origin, Feature feature) {
+              setFeaturePermission(origin, feature, PermissionDeniedByUser);
+            });
+    connect(this, &QWebEnginePage::certificateError, this,
+            [](QWebEngineCertificateError error) { error.rejectCertificate(); });
+    connect(this, &QWebEnginePage::selectClientCertificate, this,
+            [](QWebEngineClientCertificateSelection selection) { selection.selectNone(); });
+    refuse(&QWebEnginePage::fullScreenRequested);
+    refuse(&QWebEnginePage::quotaRequested);
+    refuse(&QWebEnginePage::registerProtocolHandlerRequested);
+    refuse(&QWebEnginePage::fileSystemAccessRequested);
+  }
+
+  template <typename Request>
+  void refuse(void (QWebEnginePage::*asked)(Request)) {
+    connect(this, asked, this, [](Request request) { request.reject(); });
+  }
+
   bool accepted(const QUrl& url) {
     if (PageView::accepts(url)) return true;
     loadFailed_("unsupported address: " + url.toDisplayString());
@@ -52,13 +113,21 @@ class Page final : public QWebEnginePage {
                                              : info.errorString());
   }
 
+  void showNothing(RenderProcessTerminationStatus status, int code) {
+    if (status == NormalTerminationStatus) return;
+    loadFailed_(QString("the page's process ended with %1").arg(code));
+    // Not from inside the engine's own handling of that end.
+    QTimer::singleShot(0, this, [this] { load(QUrl("about:blank")); });
+  }
+
   const std::function<void(const QString&)> loadFailed_;
 };
 
 class EngineView final : public PageView {
  public:
   EngineView(QWidget* parent, std::function<void(const QString&)> loadFailed)
-      : PageView(parent), page_(&profile_, std::move(loadFailed)) {
+      : PageView(parent), page_(&profile_, this, std::move(loadFailed)) {
+    setUp(profile_);
     view_.setPage(&page_);
     view_.setContextMenuPolicy(Qt::NoContextMenu);
     auto* layout = new QVBoxLayout(this);

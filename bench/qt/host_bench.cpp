@@ -1,0 +1,93 @@
+// What the kit costs a host: start time, memory and mapped libraries of a bare one beside the same
+// with the kit, in runs that take turns.
+#include <time.h>
+
+#include <QCoreApplication>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <vector>
+
+#include "../../tests/qt/private_bus.h"
+
+namespace {
+
+constexpr int kRuns = 40;
+/// What a host is promised.
+constexpr double kMostMilliseconds = 10;
+constexpr double kMostMebibytes = 8;
+
+constexpr std::array kNames{"start, ms", "of it work", "PSS, MiB", "RSS, MiB", "libraries"};
+using Sample = std::array<double, kNames.size()>;
+
+/// The lower quartile: what else the machine does meanwhile only ever adds.
+double typical(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 4];
+}
+
+QByteArray now() {
+  timespec time{};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return QByteArray::number(
+      static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6, 'f', 3);
+}
+
+/// Nothing when the host could not be run.
+bool measure(const char* host, Sample& sample) {
+  QProcess process;
+  process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+  process.start(QString::fromLocal8Bit(host), {QString::fromLatin1(now())});
+  if (!process.waitForFinished(-1)) return false;
+  const auto numbers = process.readAllStandardOutput().simplified().split(' ');
+  if (numbers.size() != static_cast<qsizetype>(sample.size())) return false;
+  for (std::size_t i = 0; i < sample.size(); ++i) {
+    sample[i] = numbers[static_cast<qsizetype>(i)].toDouble();
+  }
+  sample[2] /= 1024;
+  sample[3] /= 1024;
+  return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+  }
+  qputenv("no_proxy", "*");
+  const QTemporaryDir home;  // no settings, so that the kit asks the service as on a first start
+  qputenv("XDG_CONFIG_HOME", home.path().toLocal8Bit());
+  const QCoreApplication application(argc, argv);
+  const korvani::qt::PrivateBus bus;
+
+  constexpr std::array kHosts{BARE_HOST, KIT_HOST};
+  std::array<std::array<std::vector<double>, kNames.size()>, kHosts.size()> results;
+  for (int run = -1; run < kRuns; ++run) {  // one before, to fill the caches
+    for (std::size_t host = 0; host < kHosts.size(); ++host) {
+      Sample sample{};
+      if (!measure(kHosts[host], sample)) {
+        std::fprintf(stderr, "host_bench: %s does not run\n", kHosts[host]);
+        return 2;
+      }
+      if (run < 0) continue;
+      for (std::size_t i = 0; i < sample.size(); ++i) results[host][i].push_back(sample[i]);
+    }
+  }
+
+  std::printf("%d runs of each in turn, lower quartiles\n\n%-12s%10s%10s%12s%8s\n", kRuns, "",
+              "bare", "with kit", "difference", "ratio");
+  std::array<double, kNames.size()> differences{};
+  for (std::size_t i = 0; i < kNames.size(); ++i) {
+    const double bare = typical(results[0][i]);
+    const double kit = typical(results[1][i]);
+    differences[i] = kit - bare;
+    std::printf("%-12s%10.1f%10.1f%+12.1f%8.2f\n", kNames[i], bare, kit, kit - bare, kit / bare);
+  }
+  const bool kept = differences[0] <= kMostMilliseconds && differences[2] <= kMostMebibytes;
+  std::printf("\nwithin %.0f ms and %.0f MiB of memory of its own: %s\n", kMostMilliseconds,
+              kMostMebibytes, kept ? "yes" : "no");
+  return kept ? 0 : 1;
+}

@@ -1,0 +1,84 @@
+// Exports the object first and asks for the name then: what waits for the name comes with it.
+#include <korvani/qt/bus_call.h>
+#include <korvani/qt/log.h>
+#include <korvani/qt/notifications/host_service.h>
+#include <korvani/qt/notifications/service.h>
+
+#include <QCoreApplication>
+#include <QFileOpenEvent>
+#include <QRegularExpression>
+#include <QUrl>
+
+namespace korvani::qt::notifications {
+
+namespace {
+
+constexpr uint kDoNotQueue = 4;
+constexpr qsizetype kLongestName = 255;
+
+bool canBeService(const QString& name) {
+  static const QRegularExpression valid(
+      QStringLiteral("\\A[A-Za-z_-][A-Za-z0-9_-]*(\\.[A-Za-z_-][A-Za-z0-9_-]*)+\\z"));
+  return name.size() <= kLongestName && valid.match(name).hasMatch();
+}
+
+QString pathOf(QString name) {
+  name.replace(QLatin1Char('.'), QLatin1Char('/')).replace(QLatin1Char('-'), QLatin1Char('_'));
+  return QLatin1Char('/') + name;
+}
+
+}  // namespace
+
+HostService::~HostService() {
+  if (name_.isEmpty()) return;
+  auto bus = QDBusConnection::sessionBus();
+  bus.unregisterObject(pathOf(name_));
+  bus.send(newBusCall("ReleaseName", {name_}));
+}
+
+void HostService::start() {
+  const QString name = desktopEntry();
+  auto bus = QDBusConnection::sessionBus();
+  if (!canBeService(name) || !bus.isConnected()) return listener_.settled();
+  if (!bus.registerObject(pathOf(name), this, QDBusConnection::ExportScriptableInvokables)) {
+    qCWarning(phoneLog, "%s is the host's own: notifications do not start it",
+              qUtf8Printable(pathOf(name)));
+    return listener_.settled();
+  }
+  name_ = name;
+  call(QDBusConnection::sessionBus(), newBusCall("RequestName", {name, kDoNotQueue}), this,
+       [this](const QDBusMessage& answer) {
+         isOnBus_ = !isError(answer);
+         if (!isOnBus_) {
+           qCWarning(phoneLog, "the name %s is refused (%s): notifications do not start the host",
+                     qUtf8Printable(name_), qUtf8Printable(answer.errorName()));
+         }
+         // The bus hands over what waited for the name before it answers anything else.
+         call(QDBusConnection::sessionBus(), newBusCall("GetId"), this,
+              [this](const QDBusMessage&) { listener_.settled(); });
+       });
+}
+
+void HostService::Activate(const QVariantMap& platformData) {
+  listener_.activated(activationToken(platformData));
+}
+
+void HostService::Open(const QStringList& uris, const QVariantMap& platformData) {
+  for (const QString& uri : uris) {
+    QCoreApplication::postEvent(qApp, new QFileOpenEvent(QUrl(uri)));
+  }
+  Activate(platformData);
+}
+
+void HostService::ActivateAction(const QString& action, const QVariantList& parameter,
+                                 const QVariantMap& platformData) {
+  listener_.actionActivated(action, parameter.value(0), activationToken(platformData));
+}
+
+QString activationToken(const QVariantMap& platformData) {
+  const QString token = platformData.value(QStringLiteral("activation-token")).toString();
+  return token.isEmpty() ? platformData.value(QStringLiteral("desktop-startup-id")).toString()
+                         : token;
+}
+
+}  // namespace korvani::qt::notifications

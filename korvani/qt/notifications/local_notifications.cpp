@@ -1,0 +1,163 @@
+// The way of a notification between the host, the store and the service.
+#include <korvani/qt/log.h>
+#include <korvani/qt/notifications/desktop_service.h>
+#include <korvani/qt/notifications/local_notifications.h>
+#include <korvani/qt/notifications/portal_service.h>
+#include <korvani/qt/notifications/sound.h>
+
+#include <QStandardPaths>
+#include <QTimer>
+#include <utility>
+
+namespace korvani::qt::notifications {
+
+namespace {
+
+QString folderOr(const QString& given) {
+  if (!given.isEmpty()) return given;
+  return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
+         QStringLiteral("/korvani-notifications");
+}
+
+std::unique_ptr<Service> newService(const HostService& host) {
+  if (!PortalService::isNeeded()) return std::make_unique<DesktopService>();
+  return std::make_unique<PortalService>([&host] { return host.isOnBus(); });
+}
+
+}  // namespace
+
+LocalNotifications::LocalNotifications(Surroundings here, const QString& folder,
+                                       const platform::JSONSerialization& json)
+    : here_(std::move(here)),
+      store_(folderOr(folder), json),
+      hostService_(
+          {.activated = [this](const QString& token) { raiseWindow(token); },
+           .actionActivated =
+               [this](const QString& action, const QVariant& target, const QString& token) {
+                 if (action == kOpenAction) launchOrOpen(target.toString(), token);
+               },
+           .settled = [this] { settled(); }}),
+      service_(newService(hostService_)) {
+  service_->listen({.opened = [this](const QString& id, const QString& token) { open(id, token); },
+                    .dismissed = [this](const QString& id) { store_.take(id); },
+                    .arrived = [this] { showWaiting(); }});
+  for (const auto& [id, kept] : store_.all()) {
+    if (!kept.place.isEmpty()) service_->adopt(id, kept.place);
+  }
+  hostService_.start();
+}
+
+void LocalNotifications::post(const platform::LocalNotification& notification) {
+  const QString id = store_.add(notification);
+  const auto ids = store_.ids();
+  for (std::size_t i = 0; i + kMostKept < ids.size(); ++i) {
+    store_.take(ids[i]);
+    service_->withdraw(ids[i]);
+  }
+  if (isSettled_) show(id);
+}
+
+void LocalNotifications::setOpenedHandler(Opened opened) {
+  opened_ = std::move(opened);
+  tellOpened();
+}
+
+void LocalNotifications::whenLaunched(Launched launched) {
+  launched_ = std::move(launched);
+  if (isSettled_) QTimer::singleShot(0, this, [this] { tellLaunch(); });
+}
+
+// A host that does not ask what it was started for is told like of any other.
+void LocalNotifications::settled() {
+  isSettled_ = true;
+  if (launched_) {
+    tellLaunch();
+  } else if (launch_) {
+    openedBefore_.push_back(std::exchange(launch_, nullptr)->userInfo);
+  }
+  tellOpened();
+  showWaiting();
+}
+
+void LocalNotifications::tellLaunch() {
+  if (const auto launched = std::exchange(launched_, nullptr)) {
+    launched(std::exchange(launch_, nullptr));
+  }
+  tellOpened();
+}
+
+void LocalNotifications::tellOpened() {
+  // What is called here may set another handler.
+  const Opened handler = opened_;
+  if (!handler || !isSettled_ || launched_) return;
+  for (const auto& userInfo : std::exchange(openedBefore_, {})) handler(userInfo);
+}
+
+void LocalNotifications::opened(const platform::Value& userInfo) {
+  openedBefore_.push_back(userInfo);
+  tellOpened();
+}
+
+void LocalNotifications::show(const QString& id) {
+  const auto kept = store_.all().find(id);
+  if (kept == store_.all().end() || onTheirWay_.contains(id)) return;
+  onTheirWay_.insert(id);
+  const auto& notification = kept->second.notification;
+  const Posting posting{id, QString::fromStdString(notification.alertBody),
+                        findSound(QString::fromStdString(notification.soundName))};
+  service_->show(posting, [this, id](const QString& place) {
+    onTheirWay_.remove(id);
+    if (place.isEmpty()) {
+      showAsBanner(id);
+    } else {
+      store_.setPlace(id, place);
+    }
+  });
+}
+
+void LocalNotifications::showAsBanner(const QString& id) {
+  const auto kept = store_.all().find(id);
+  if (kept == store_.all().end()) return;
+  const platform::LocalNotification notification = kept->second.notification;
+  const bool isShown = here_.showBanner(
+      notification.alertBody, [this, userInfo = notification.userInfo] { opened(userInfo); });
+  if (isShown) store_.take(id);
+}
+
+void LocalNotifications::showWaiting() {
+  if (!isSettled_) return;
+  for (const QString& id : store_.ids()) {
+    if (store_.all().at(id).place.isEmpty()) show(id);
+  }
+}
+
+void LocalNotifications::open(const QString& id, const QString& token) {
+  if (const auto notification = take(id, token)) opened(notification->userInfo);
+}
+
+// The first that comes with the host's name is what the process was started for.
+void LocalNotifications::launchOrOpen(const QString& id, const QString& token) {
+  if (isSettled_ || launch_) return open(id, token);
+  if (auto notification = take(id, token)) {
+    launch_ = std::make_shared<platform::LocalNotification>(std::move(*notification));
+  }
+}
+
+std::optional<platform::LocalNotification> LocalNotifications::take(const QString& id,
+                                                                    const QString& token) {
+  auto notification = store_.take(id);
+  service_->withdraw(id);
+  raiseWindow(token);
+  if (!notification) qCInfo(phoneLog, "a notification was opened again, or is not known any more");
+  return notification;
+}
+
+// Where Qt takes the token from at the request; nothing that the host starts later may take it too.
+void LocalNotifications::raiseWindow(const QString& token) {
+  constexpr const char* kToken = "XDG_ACTIVATION_TOKEN";
+  if (!token.isEmpty()) qputenv(kToken, token.toUtf8());
+  here_.raiseWindow();
+  if (!token.isEmpty()) qunsetenv(kToken);
+}
+
+}  // namespace korvani::qt::notifications

@@ -1,0 +1,80 @@
+// A delay inhibitor of logind: a descriptor that is closed when the machine may sleep.
+#include <korvani/qt/log.h>
+#include <korvani/qt/sleep_delay.h>
+#include <korvani/qt/when_answered.h>
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
+#include <QGuiApplication>
+#include <utility>
+
+namespace korvani::qt {
+
+namespace {
+
+const QString kLogind = QStringLiteral("org.freedesktop.login1");
+const QString kPath = QStringLiteral("/org/freedesktop/login1");
+const QString kManager = QStringLiteral("org.freedesktop.login1.Manager");
+
+}  // namespace
+
+void SleepDelay::setWanted(bool wanted) {
+  isWanted_ = wanted;
+  if (!wanted) {
+    delay_ = {};
+  } else if (QDBusConnection::systemBus().isConnected()) {
+    watchLogind();
+    askForDelay();
+  }
+}
+
+void SleepDelay::watchLogind() {
+  if (std::exchange(isWatching_, true)) return;
+  auto bus = QDBusConnection::systemBus();
+  bus.connect(kLogind, kPath, kManager, QStringLiteral("PrepareForSleep"), this,
+              SLOT(prepareForSleep(bool)));
+  auto* watcher =
+      new QDBusServiceWatcher(kLogind, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+  connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+          [this](const QString&, const QString&, const QString& newOwner) {
+            delay_ = {};
+            isFallingAsleep_ = false;
+            if (!newOwner.isEmpty()) askForDelay();
+          });
+}
+
+void SleepDelay::askForDelay() {
+  if (!isWanted_ || isAsking_ || isFallingAsleep_ || delay_.isValid()) return;
+  isAsking_ = true;
+  auto question =
+      QDBusMessage::createMethodCall(kLogind, kPath, kManager, QStringLiteral("Inhibit"));
+  question.setArguments({QStringLiteral("sleep"), QGuiApplication::applicationDisplayName(),
+                         QStringLiteral("Work in the background is being ended"),
+                         QStringLiteral("delay")});
+  question.setAutoStartService(false);
+  whenAnswered(QDBusConnection::systemBus().asyncCall(question), this,
+               [this](const QDBusPendingCall& answer) { takeAnswer(answer); });
+}
+
+void SleepDelay::takeAnswer(const QDBusPendingCall& answer) {
+  isAsking_ = false;
+  const QDBusPendingReply<QDBusUnixFileDescriptor> reply = answer;
+  if (!reply.isError()) {
+    // Not kept, it is closed here.
+    if (isWanted_ && !isFallingAsleep_) delay_ = reply.value();
+  } else if (reply.error().type() != QDBusError::ServiceUnknown) {
+    qCInfo(phoneLog, "no delay of the machine's sleep: %s", qPrintable(reply.error().message()));
+  }
+}
+
+void SleepDelay::prepareForSleep(bool isNear) {
+  isFallingAsleep_ = isNear;
+  if (!isNear) return askForDelay();
+  // Held to the end of the work, though that may end the wish for it.
+  const QDBusUnixFileDescriptor held = std::exchange(delay_, {});
+  sleepIsNear_();
+}
+
+}  // namespace korvani::qt

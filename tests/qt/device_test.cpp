@@ -1,0 +1,110 @@
+// What the device says of itself while its settings change: locale, time zone; and its randomness.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <korvani/qt/clock.h>
+#include <korvani/qt/system_locale.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QDBusVariant>
+#include <tuple>
+
+#include "fake_services.h"
+#include "private_bus.h"
+
+namespace korvani::qt {
+namespace {
+
+constexpr platform::Date kSummer{std::chrono::milliseconds(1'782'000'000'000)};
+constexpr platform::Date kWinter{std::chrono::milliseconds(1'767'268'800'000)};
+
+TEST(LocaleTest, IsThatOfTheMoment) {
+  const PrivateBus bus;
+  const SystemLocale locale;
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) qunsetenv(name);
+  EXPECT_EQ(locale.identifier(), "en_US");
+  for (const auto& [value, expected] : {std::pair{"fr_FR.UTF-8", "fr_FR"},
+                                        {"de_CH.UTF-8@x", "de_CH"},
+                                        {"sr_RS@latin", "sr_RS"},
+                                        {"C", "en_US"},
+                                        {"C.UTF-8", "en_US"},
+                                        {"POSIX", "en_US"},
+                                        {"pt_BR", "pt_BR"}}) {
+    qputenv("LANG", value);
+    EXPECT_EQ(locale.identifier(), expected);
+  }
+  qputenv("LC_MESSAGES", "it_IT.UTF-8");
+  EXPECT_EQ(locale.identifier(), "it_IT");
+
+  // The settings of the system change, twice: once told with the value, once without.
+  FakeServices system;
+  QStringList settings{QStringLiteral("LANG=nb_NO.UTF-8"), QStringLiteral("LC_TIME=fi_FI"),
+                       QStringLiteral("nonsense")};
+  system.answers = {{QStringLiteral("Get"), [&](const QDBusMessage&) {
+                       return QVariant::fromValue(QDBusVariant(settings));
+                     }}};
+  const QString localed = QStringLiteral("org.freedesktop.locale1");
+  system.enter(localed);
+  const auto changed = [&](const QVariantMap& values, const QStringList& invalidated) {
+    system.tell(QStringLiteral("/org/freedesktop/locale1"),
+                QStringLiteral("org.freedesktop.DBus.Properties"), "PropertiesChanged",
+                {localed, values, invalidated});
+  };
+  changed({{QStringLiteral("Locale"), settings}}, {});
+  runUntil([&] { return locale.identifier() == "nb_NO"; });
+  settings = QStringList{QStringLiteral("LANG=C.UTF-8"), QStringLiteral("LC_MESSAGES=es_MX")};
+  changed({}, {QStringLiteral("Locale")});
+  runUntil([&] { return locale.identifier() == "es_MX"; });
+  qputenv("LC_ALL", "sv_SE");
+  EXPECT_EQ(locale.identifier(), "sv_SE");
+}
+
+TEST(ClockTest, FollowsTheZoneOfTheProcess) {
+  const Clock clock(ApplicationLife::ofProcess());
+  for (const auto& [zone, inSummer, inWinter] : {std::tuple{"CET-1CEST,M3.5.0,M10.5.0/3", 120, 60},
+                                                 {"NST3:30", -210, -210},
+                                                 {"UTC0", 0, 0}}) {
+    qputenv("TZ", zone);
+    EXPECT_EQ(clock.utcOffset(kSummer).count(), inSummer) << zone;
+    EXPECT_EQ(clock.utcOffset(kWinter).count(), inWinter) << zone;
+  }
+}
+
+constexpr int kNotAllowed = 77;
+
+/// In a process of its own, which sees other files than the rest: 0 if each new zone was seen.
+int seeZonesOfTheSystem(const Clock& clock) {
+  qunsetenv("TZ");
+  if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return kNotAllowed;
+  for (const auto& [zone, expected] : {std::pair{"/usr/share/zoneinfo/Asia/Tokyo", 540},
+                                       {"/usr/share/zoneinfo/America/Phoenix", -420},
+                                       {"/usr/share/zoneinfo/Asia/Tokyo", 540}}) {
+    if (::mount(zone, "/etc/localtime", nullptr, MS_BIND, nullptr) != 0) return kNotAllowed;
+    if (clock.utcOffset(kSummer).count() != expected) return 1;
+  }
+  return 0;
+}
+
+TEST(ClockTest, FollowsTheZoneOfTheSystem) {
+  const Clock clock(ApplicationLife::ofProcess());
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(seeZonesOfTheSystem(clock));
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == kNotAllowed)
+    GTEST_SKIP() << "this machine allows no mounts of one's own";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST(RandomUuidsTest, AreRandom) {
+  RandomUuids uuids;
+  const std::string one = uuids.newUuid().UUIDString();
+  EXPECT_THAT(one, testing::ContainsRegex("^.{8}-.{4}-4.{3}-[89AB].{3}-.{12}$"));
+  EXPECT_NE(one, uuids.newUuid().UUIDString());
+}
+
+}  // namespace
+}  // namespace korvani::qt
