@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 #include <utility>
 
@@ -16,6 +15,8 @@ using platform::Value;
 
 namespace {
 
+/// For writing; children of the process do not inherit the descriptor.
+constexpr const char* kNotForChildren = "we";
 /// Longer than any replay waits.
 constexpr double kNever = 1e9;
 
@@ -40,7 +41,7 @@ Value answerValue(const platform::URLResponse& response, std::chrono::millisecon
 
 ScriptWriter::ScriptWriter(const platform::Clock& clock, std::string file, Say say)
     : clock_(clock), file_(std::move(file)), say_(std::move(say)), start_(clock.now()) {
-  output_ = std::fopen(file_.c_str(), "we");  // e: not for children of the process
+  output_ = std::fopen(file_.c_str(), kNotForChildren);
   if (!output_) say_("no recording: " + file_ + ": " + std::strerror(errno));
   begin({}).phone.emplace("now", platform::ISO8601Text(start_));
   save();
@@ -131,7 +132,10 @@ std::function<void(const std::optional<std::string>&)> ScriptWriter::download(
     --group->missing;
     if (bytes) {
       const std::string name = file_ + '.' + std::to_string(++downloads_);
-      std::ofstream(name, std::ios::binary) << *bytes;
+      if (std::FILE* const copy = std::fopen(name.c_str(), kNotForChildren)) {
+        std::fwrite(bytes->data(), 1, bytes->size(), copy);
+        std::fclose(copy);
+      }
       group->files.insert_or_assign(url, name);
     }
     save();
