@@ -24,7 +24,7 @@ ROOMS = {
     "demo": (["sdk", "platform", "location", "qt", "simulator"], r"Q|qt|nlohmann/|CLI/|sys/|[a-z]+\.h$"),
     "tools": (
         ["sdk", "platform", "location", "codec", "simulator", "qt"],
-        r"Q|nlohmann/|httplib\.h$|CLI/|sys/|[a-z_]+\.h$",
+        r"Q|nlohmann/|httplib\.h$|CLI/|sys/|arpa/|[a-z_]+\.h$",
     ),
 }
 
