@@ -15,13 +15,15 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
 set(CPACK_COMPONENTS_ALL "")
 
-# korvani_package(COMPONENT NAME name SECTION section SAYS text [NEEDS package...]
-#                 [RECOMMENDS package...]): NEEDS are packages of ours, in the same version.
+# korvani_package(COMPONENT NAME name SECTION section SAYS text [NEEDS package...] [ALSO package...]
+#                 [RECOMMENDS package...]): NEEDS are packages of ours, in the same version; ALSO
+#                 are others whose libraries are loaded by name.
 macro(korvani_package component)
-  cmake_parse_arguments(arg "" "NAME;SECTION;SAYS" "NEEDS;RECOMMENDS" ${ARGN})
+  cmake_parse_arguments(arg "" "NAME;SECTION;SAYS" "NEEDS;ALSO;RECOMMENDS" ${ARGN})
   string(TOUPPER ${component} upper)
   list(TRANSFORM arg_NEEDS APPEND " (= ${PROJECT_VERSION})")
-  list(JOIN arg_NEEDS ", " needs)
+  set(all_needed ${arg_NEEDS} ${arg_ALSO})
+  list(JOIN all_needed ", " needs)
   list(JOIN arg_RECOMMENDS ", " recommends)
   list(APPEND CPACK_COMPONENTS_ALL ${component})
   set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${arg_NAME})
@@ -37,7 +39,8 @@ korvani_package(tools NAME korvani-tools SECTION utils NEEDS libkorvani0
   SAYS "Replays scripts, serves scenarios, lists the beacons in range")
 set(needed_to_build libkorvani0)
 if(KORVANI_BUILD_QT)
-  korvani_package(qt NAME libkorvani-qt0 SECTION libs NEEDS libkorvani0 RECOMMENDS libkorvani-web0
+  korvani_package(qt NAME libkorvani-qt0 SECTION libs NEEDS libkorvani0 ALSO libcurl4
+    RECOMMENDS libkorvani-web0
     SAYS "The Linux phone that the kit runs on")
   list(APPEND needed_to_build libkorvani-qt0)
 endif()

@@ -18,6 +18,11 @@ QVariant call(const QString& interface, const char* method, const QVariantList& 
   return answer.arguments().value(0);
 }
 
+QVariant property(const char* name) {
+  const QVariant found = call("org.freedesktop.DBus.Properties", "Get", {kDunst, name});
+  return found.value<QDBusVariant>().variant();
+}
+
 }  // namespace
 
 void Dunst::setHeld(bool held) {
@@ -25,11 +30,9 @@ void Dunst::setHeld(bool held) {
        {kDunst, "paused", QVariant::fromValue(QDBusVariant(held))});
 }
 
-bool Dunst::showsSomething() const {
-  const QVariant shown =
-      call("org.freedesktop.DBus.Properties", "Get", {kDunst, "displayedLength"});
-  return shown.value<QDBusVariant>().variant().toUInt() > 0;
-}
+bool Dunst::isHeld() { return property("paused").toBool(); }
+
+bool Dunst::showsSomething() const { return property("displayedLength").toUInt() > 0; }
 
 void Dunst::open() { call(kDunst, "NotificationAction", {0U}); }
 

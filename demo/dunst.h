@@ -11,7 +11,7 @@ namespace demo {
 class Dunst {
  public:
   Dunst() { setHeld(true); }
-  ~Dunst() { setHeld(false); }
+  ~Dunst() { setHeld(wasHeld_); }
   Dunst(const Dunst&) = delete;
   Dunst& operator=(const Dunst&) = delete;
 
@@ -19,6 +19,11 @@ class Dunst {
   bool showsSomething() const;
   /// As a click on the uppermost does.
   void open();
+
+ private:
+  static bool isHeld();
+
+  const bool wasHeld_ = isHeld();
 };
 
 }  // namespace demo

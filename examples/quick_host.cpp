@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QQmlApplicationEngine>
 #include <QWindow>
+#include <string>
 
 using korvani::Korvani;
 
@@ -31,7 +32,6 @@ constexpr char kScene[] = R"(
 }  // namespace
 
 int main(int argc, char** argv) {
-  korvani::qt::Phone::prepareApplication();
   QApplication application(argc, argv);
   QApplication::setApplicationName("quick-host");
   QApplication::setOrganizationName("Korvani examples");
@@ -46,8 +46,11 @@ int main(int argc, char** argv) {
   phone->setLocalNotificationOpenedHandler(&Korvani::didReceiveLocalNotification);
   phone->forwardLifecycle(&Korvani::didEnterBackground, &Korvani::didBecomeActive);
 
-  Korvani::initWithAPIKey(argc > 1 ? argv[1] : "demo-key", nullptr, /*isProd=*/false);
-  Korvani::setDebugLogEnabled(true);
-  Korvani::requestLocalizationAndNotificationsAuthorization();
+  const std::string key = argc > 1 ? argv[1] : "demo-key";
+  phone->whenLaunched([key](auto notification) {
+    Korvani::initWithAPIKey(key, notification, /*isProd=*/false);
+    Korvani::setDebugLogEnabled(true);
+    Korvani::requestLocalizationAndNotificationsAuthorization();
+  });
   return QApplication::exec();
 }

@@ -8,6 +8,7 @@
 #include <QVBoxLayout>
 #include <QWidget>
 #include <memory>
+#include <string>
 
 using korvani::Korvani;
 
@@ -25,7 +26,6 @@ std::unique_ptr<QWidget> aboutScreen() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  korvani::qt::Phone::prepareApplication();
   QApplication application(argc, argv);
   QApplication::setApplicationName("widgets-host");
   QApplication::setOrganizationName("Korvani examples");
@@ -45,8 +45,11 @@ int main(int argc, char** argv) {
   QObject::connect(about, &QPushButton::clicked,
                    [phone] { phone->presentHostScreen(aboutScreen()); });
 
-  Korvani::initWithAPIKey(argc > 1 ? argv[1] : "demo-key", nullptr, /*isProd=*/false);
-  Korvani::setDebugLogEnabled(true);
-  Korvani::requestLocalizationAndNotificationsAuthorization();
+  const std::string key = argc > 1 ? argv[1] : "demo-key";
+  phone->whenLaunched([key](auto notification) {
+    Korvani::initWithAPIKey(key, notification, /*isProd=*/false);
+    Korvani::setDebugLogEnabled(true);
+    Korvani::requestLocalizationAndNotificationsAuthorization();
+  });
   return QApplication::exec();
 }

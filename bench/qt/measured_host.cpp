@@ -69,9 +69,6 @@ class Window final : public QLabel {
 /// The argument: the moment at which this process was asked for.
 int main(int argc, char** argv) {
   const double asked = argc > 1 ? std::atof(argv[1]) : milliseconds();
-#ifdef WITH_KIT
-  korvani::qt::Phone::prepareApplication();
-#endif
   QApplication application(argc, argv);
   QApplication::setApplicationName("measured-host");
   QApplication::setOrganizationName("Korvani benchmarks");

@@ -33,14 +33,15 @@ bool isBlank(std::string_view text) {
 
 std::optional<std::string> flawOfUrl(const std::string& text) {
   if (!platform::URL::URLWithString(text)) return "the address is no URL";
-  CURLU* url = curl_url();
-  const CURLUcode result = curl_url_set(url, CURLUPART_URL, text.c_str(), 0);
-  curl_url_cleanup(url);
+  CURLU* url = libCurl().url();
+  const CURLUcode result = libCurl().url_set(url, CURLUPART_URL, text.c_str(), 0);
+  libCurl().url_cleanup(url);
   if (result == CURLUE_OK) return std::nullopt;
-  return std::string("the address cannot be used: ") + curl_url_strerror(result);
+  return std::string("the address cannot be used: ") + libCurl().url_strerror(result);
 }
 
 std::optional<std::string> flawOf(const platform::URLRequest& request) {
+  if (!libCurl().isLoaded) return "libcurl is not installed";
   if (!isToken(request.HTTPMethod)) return "the method is no HTTP method";
   for (const auto& [name, value] : request.headers) {
     if (!isToken(name)) return "a header's name has characters that HTTP does not allow";
@@ -56,15 +57,18 @@ HttpExchange::HttpExchange(platform::URLRequest request, std::size_t limit, curl
     : request_(std::move(request)),
       limit_(limit),
       finished_(std::move(finished)),
-      flaw_(flawOf(request_)),
-      handle_(curl_easy_init()) {
-  if (!handle_ && !flaw_) flaw_ = "no memory for the request";
+      flaw_(flawOf(request_)) {
   if (flaw_) return;
+  handle_.reset(libCurl().easy_init());
+  if (!handle_) {
+    flaw_ = "no memory for the request";
+    return;
+  }
   CURL* curl = handle_.get();
-  curl_easy_setopt(curl, CURLOPT_URL, request_.url.c_str());
-  curl_easy_setopt(curl, CURLOPT_CONNECT_TO, mappedHosts);
-  curl_easy_setopt(curl, CURLOPT_PRIVATE, this);
-  curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorBuffer_);
+  libCurl().easy_setopt(curl, CURLOPT_URL, request_.url.c_str());
+  libCurl().easy_setopt(curl, CURLOPT_CONNECT_TO, mappedHosts);
+  libCurl().easy_setopt(curl, CURLOPT_PRIVATE, this);
+  libCurl().easy_setopt(curl, CURLOPT_ERRORBUFFER, errorBuffer_);
   setLimits();
   setMethod();
   setHeaders();
@@ -72,20 +76,20 @@ HttpExchange::HttpExchange(platform::URLRequest request, std::size_t limit, curl
 
 void HttpExchange::setLimits() {
   CURL* curl = handle_.get();
-  curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-  curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
-  curl_easy_setopt(curl, CURLOPT_MAXREDIRS, kRedirects);
-  curl_easy_setopt(curl, CURLOPT_TIMEOUT, kTimeOutSeconds);
-  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &headerReceived);
-  curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
-  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &bodyReceived);
-  curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
-  curl_easy_setopt(curl, CURLOPT_OPENSOCKETFUNCTION, &openSocket);
-  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  libCurl().easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+  libCurl().easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  libCurl().easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  libCurl().easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
+  libCurl().easy_setopt(curl, CURLOPT_MAXREDIRS, kRedirects);
+  libCurl().easy_setopt(curl, CURLOPT_TIMEOUT, kTimeOutSeconds);
+  libCurl().easy_setopt(curl, CURLOPT_HEADERFUNCTION, &headerReceived);
+  libCurl().easy_setopt(curl, CURLOPT_HEADERDATA, this);
+  libCurl().easy_setopt(curl, CURLOPT_WRITEFUNCTION, &bodyReceived);
+  libCurl().easy_setopt(curl, CURLOPT_WRITEDATA, this);
+  libCurl().easy_setopt(curl, CURLOPT_OPENSOCKETFUNCTION, &openSocket);
+  libCurl().easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   // The end of the process does not wait for the name service.
-  curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
+  libCurl().easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
 }
 
 void HttpExchange::setMethod() {
@@ -93,18 +97,18 @@ void HttpExchange::setMethod() {
   CURL* curl = handle_.get();
   const std::string_view body =
       request_.HTTPBody ? std::string_view(*request_.HTTPBody) : std::string_view();
-  curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-  curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
+  libCurl().easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+  libCurl().easy_setopt(curl, CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
   if (request_.HTTPMethod != "POST") {
-    curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, request_.HTTPMethod.c_str());
+    libCurl().easy_setopt(curl, CURLOPT_CUSTOMREQUEST, request_.HTTPMethod.c_str());
   }
-  curl_easy_setopt(curl, CURLOPT_PREREQFUNCTION, &requestIsDue);
-  curl_easy_setopt(curl, CURLOPT_PREREQDATA, this);
+  libCurl().easy_setopt(curl, CURLOPT_PREREQFUNCTION, &requestIsDue);
+  libCurl().easy_setopt(curl, CURLOPT_PREREQDATA, this);
 }
 
 void HttpExchange::setHeaders() {
   const auto append = [this](const std::string& line) {
-    if (curl_slist* longer = curl_slist_append(headers_.get(), line.c_str())) {
+    if (curl_slist* longer = libCurl().slist_append(headers_.get(), line.c_str())) {
       static_cast<void>(headers_.release());
       headers_.reset(longer);
     } else {
@@ -124,7 +128,7 @@ void HttpExchange::setHeaders() {
   for (const auto& [name, value] : request_.headers) {
     append(isBlank(value) ? name + ";" : name + ": " + value);
   }
-  curl_easy_setopt(handle_.get(), CURLOPT_HTTPHEADER, headers_.get());
+  libCurl().easy_setopt(handle_.get(), CURLOPT_HTTPHEADER, headers_.get());
 }
 
 void HttpExchange::finish(CURLcode result) {
@@ -132,7 +136,7 @@ void HttpExchange::finish(CURLcode result) {
   // libcurl takes a head that breaks off for a whole one.
   if (!headIsWhole_) return fail("the answer broke off");
   long status = 0;
-  curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
+  libCurl().easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
   response_.statusCode = static_cast<int>(status);
   finished_(std::move(response_));
 }
@@ -144,7 +148,7 @@ void HttpExchange::fail(std::string error) {
 
 std::string HttpExchange::errorText(CURLcode result) const {
   if (stopped_ != nullptr) return stopped_;
-  return errorBuffer_[0] != '\0' ? errorBuffer_ : curl_easy_strerror(result);
+  return errorBuffer_[0] != '\0' ? errorBuffer_ : libCurl().easy_strerror(result);
 }
 
 std::size_t HttpExchange::headerReceived(char* data, std::size_t size, std::size_t count,
@@ -174,7 +178,7 @@ std::size_t HttpExchange::bodyReceived(char* data, std::size_t size, std::size_t
 int HttpExchange::requestIsDue(void* self, char*, char*, int, int) {
   auto* exchange = static_cast<HttpExchange*>(self);
   long redirects = 0;
-  curl_easy_getinfo(exchange->handle(), CURLINFO_REDIRECT_COUNT, &redirects);
+  libCurl().easy_getinfo(exchange->handle(), CURLINFO_REDIRECT_COUNT, &redirects);
   if (exchange->sent_++ <= redirects) return CURL_PREREQFUNC_OK;
   exchange->stopped_ = "the connection was lost before an answer came";
   return CURL_PREREQFUNC_ABORT;

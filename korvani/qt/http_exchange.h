@@ -1,8 +1,8 @@
 // One HTTP request and its answer, as a libcurl handle.
 #pragma once
 
-#include <curl/curl.h>
 #include <korvani/platform/url_connection.h>
+#include <korvani/qt/libcurl.h>
 
 #include <cstddef>
 #include <functional>
@@ -12,7 +12,7 @@
 
 namespace korvani::qt {
 
-/// Made on any thread, then used by one at a time. http and https only, at most 10 redirects, 60
+/// On any thread but the main one, one at a time. http and https only, at most 10 redirects, 60
 /// seconds, and `limit` bytes of answer. A request that is no download goes out once: an answer
 /// that does not come is an error, where libcurl would send it again on a new connection.
 class HttpExchange {
@@ -35,8 +35,8 @@ class HttpExchange {
 
  private:
   struct Free {
-    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+    void operator()(CURL* handle) const { libCurl().easy_cleanup(handle); }
+    void operator()(curl_slist* list) const { libCurl().slist_free_all(list); }
   };
 
   void setLimits();

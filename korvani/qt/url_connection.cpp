@@ -35,18 +35,13 @@ class Awaited {
 
 }  // namespace
 
-URLConnection::URLConnection(const std::map<std::string, std::string>& mappedHosts) {
-  for (const auto& [from, to] : mappedHosts) {
-    mappedHosts_ = curl_slist_append(mappedHosts_, (from + ":" + to).c_str());
-  }
-}
-
 URLConnection::~URLConnection() {
   stop();
-  for (const auto& [handle, exchange] : exchanges_) curl_multi_remove_handle(multi_, handle);
+  if (multi_ == nullptr) return;
+  for (const auto& [handle, exchange] : exchanges_) libCurl().multi_remove_handle(multi_, handle);
   exchanges_.clear();
-  curl_multi_cleanup(multi_);
-  curl_slist_free_all(mappedHosts_);
+  libCurl().multi_cleanup(multi_);
+  libCurl().slist_free_all(mapping_);
 }
 
 void URLConnection::sendAsynchronousRequest(platform::URLRequest request,
@@ -57,7 +52,7 @@ void URLConnection::sendAsynchronousRequest(platform::URLRequest request,
     queue->async([handler, response = std::move(response)] { handler(response); });
   };
   submit([this, request = std::move(request), finished = std::move(finished)] {
-    return std::make_unique<HttpExchange>(request, kLongestAnswer, mappedHosts_, finished);
+    return std::make_unique<HttpExchange>(request, kLongestAnswer, mapping_, finished);
   });
 }
 
@@ -65,7 +60,7 @@ std::optional<std::string> URLConnection::dataWithContentsOfURL(const platform::
   const auto awaited = std::make_shared<Awaited>();
   submit([this, awaited, address = url.absoluteString()] {
     return std::make_unique<HttpExchange>(
-        platform::URLRequest{address, "GET", {}, std::nullopt}, kLongestDownload, mappedHosts_,
+        platform::URLRequest{address, "GET", {}, std::nullopt}, kLongestDownload, mapping_,
         [awaited](platform::URLResponse response) { awaited->arrive(std::move(response)); });
   });
   platform::URLResponse response = awaited->wait();
@@ -77,7 +72,10 @@ std::optional<std::string> URLConnection::dataWithContentsOfURL(const platform::
 void URLConnection::submit(Maker maker) {
   const std::lock_guard lock(mutex_);
   if (stopped_) return;
-  if (!hasThread()) return maker()->fail("no thread for the request");
+  if (!hasThread() || isUnable_) {
+    const auto exchange = maker();
+    return exchange->fail(exchange->flaw().value_or("no thread for the request"));
+  }
   submitted_.push_back(std::move(maker));
   wake();
 }
@@ -88,7 +86,7 @@ bool URLConnection::hasThread() {
 }
 
 void URLConnection::wake() {
-  if (multi_ != nullptr) curl_multi_wakeup(multi_);
+  if (multi_ != nullptr) libCurl().multi_wakeup(multi_);
 }
 
 void URLConnection::stop() {
@@ -101,20 +99,34 @@ void URLConnection::stop() {
 }
 
 void URLConnection::work() {
-  curl_global_init(CURL_GLOBAL_DEFAULT);
-  {
-    const std::lock_guard lock(mutex_);
-    multi_ = curl_multi_init();
-  }
   Makers submitted;
+  if (!begin(submitted)) {
+    for (const Maker& make : submitted) start(make());
+    return;
+  }
   while (takeSubmitted(submitted)) {
     for (const Maker& make : submitted) start(make());
     submitted.clear();
     int running = 0;
-    curl_multi_perform(multi_, &running);
+    libCurl().multi_perform(multi_, &running);
     finishCompleted();
-    curl_multi_poll(multi_, nullptr, 0, kPollMilliseconds, nullptr);
+    libCurl().multi_poll(multi_, nullptr, 0, kPollMilliseconds, nullptr);
   }
+}
+
+bool URLConnection::begin(Makers& submitted) {
+  const bool isAble = libCurl().isLoaded;
+  const std::lock_guard lock(mutex_);
+  if (isAble) {
+    multi_ = libCurl().multi_init();
+    for (const auto& [from, to] : mappedHosts_) {
+      mapping_ = libCurl().slist_append(mapping_, (from + ":" + to).c_str());
+    }
+  } else {
+    isUnable_ = true;
+    submitted.swap(submitted_);
+  }
+  return isAble;
 }
 
 bool URLConnection::takeSubmitted(Makers& makers) {
@@ -125,19 +137,19 @@ bool URLConnection::takeSubmitted(Makers& makers) {
 
 void URLConnection::start(std::unique_ptr<HttpExchange> exchange) {
   if (exchange->flaw()) return exchange->fail(*exchange->flaw());
-  const CURLMcode result = curl_multi_add_handle(multi_, exchange->handle());
-  if (result != CURLM_OK) return exchange->fail(curl_multi_strerror(result));
+  const CURLMcode result = libCurl().multi_add_handle(multi_, exchange->handle());
+  if (result != CURLM_OK) return exchange->fail(libCurl().multi_strerror(result));
   exchanges_.emplace(exchange->handle(), std::move(exchange));
 }
 
 void URLConnection::finishCompleted() {
   int left = 0;
-  while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+  while (const CURLMsg* message = libCurl().multi_info_read(multi_, &left)) {
     if (message->msg != CURLMSG_DONE) continue;
     // The message goes with its handle.
     const CURLcode result = message->data.result;
     auto done = exchanges_.extract(message->easy_handle);
-    curl_multi_remove_handle(multi_, done.key());
+    libCurl().multi_remove_handle(multi_, done.key());
     done.mapped()->finish(result);
   }
 }

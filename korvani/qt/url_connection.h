@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace korvani::qt {
@@ -18,7 +19,8 @@ namespace korvani::qt {
 class URLConnection final : public platform::URLConnection {
  public:
   /// Main thread. Requests to a "host:port" of the map go to its other "host:port" instead.
-  explicit URLConnection(const std::map<std::string, std::string>& mappedHosts = {});
+  explicit URLConnection(std::map<std::string, std::string> mappedHosts = {})
+      : mappedHosts_(std::move(mappedHosts)) {}
   ~URLConnection() override;
 
   void sendAsynchronousRequest(platform::URLRequest request, std::shared_ptr<platform::Queue> queue,
@@ -37,11 +39,14 @@ class URLConnection final : public platform::URLConnection {
   bool hasThread();
   void wake();
   void work();
+  /// False, with what has been submitted, where there is no libcurl.
+  bool begin(Makers& submitted);
   bool takeSubmitted(Makers& makers);
   void start(std::unique_ptr<HttpExchange> exchange);
   void finishCompleted();
 
-  curl_slist* mappedHosts_ = nullptr;
+  const std::map<std::string, std::string> mappedHosts_;
+  curl_slist* mapping_ = nullptr;
   /// Those under way; only for the thread.
   std::map<CURL*, std::unique_ptr<HttpExchange>> exchanges_;
 
@@ -50,6 +55,8 @@ class URLConnection final : public platform::URLConnection {
   CURLM* multi_ = nullptr;
   Makers submitted_;
   bool stopped_ = false;
+  /// The thread has gone for want of libcurl: each request fails at once.
+  bool isUnable_ = false;
   std::optional<std::thread> thread_;
 };
 

@@ -274,6 +274,18 @@ TEST_F(Notifications, GoThroughThePortalInASandbox) {
   portal.callHost("Open", {QStringList{"shop://pears"}, QVariantMap()});
   runUntil([&] { return fileOpens.url == QUrl("shop://pears"); });
   EXPECT_THAT(raisedWith_, ElementsAre("", "", "token", ""));
+
+  // What the portal still shows is opened by a process outside the sandbox as well.
+  post("left", 3);
+  runUntil([&] {
+    const notifications::Store kept(folder_.path(), json_);
+    return !kept.all().empty() && !kept.all().begin()->second.place.isEmpty();
+  });
+  qunsetenv("SNAP");
+  restart();
+  expectOpened();
+  portal.activateAction();
+  runUntil([&] { return opened_.size() == 3; });
 }
 
 TEST(NotificationsTest, AreBannersWithoutABus) {

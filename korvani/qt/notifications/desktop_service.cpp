@@ -15,6 +15,8 @@ namespace {
 const QString kService = QStringLiteral("org.freedesktop.Notifications");
 const QString kPath = QStringLiteral("/org/freedesktop/Notifications");
 const QString kDefaultAction = QStringLiteral("default");
+/// Of the parts of a place.
+constexpr QLatin1Char kBetween(' ');
 constexpr uint kDismissedByUser = 2;
 constexpr uint kClosedByCall = 3;
 
@@ -92,14 +94,19 @@ void DesktopService::withdraw(const QString& id) {
   if (place.isEmpty()) return;
   shown_.remove(place);
   tokens_.remove(place);
-  const QStringList parts = place.split(QLatin1Char(' '));
-  auto close = newCall(parts[1], kPath, kService, "CloseNotification", {parts[2].toUInt()});
+  const QStringList parts = place.split(kBetween);
+  const auto close = newCall(parts[1], kPath, kService, "CloseNotification", {parts[2].toUInt()});
   QDBusConnection::sessionBus().send(close);
 }
 
+// What was posted elsewhere, a portal for instance, is not shown here.
+void DesktopService::adopt(const QString& id, const QString& place) {
+  if (place.count(kBetween) == 2) shown_.insert(place, id);
+}
+
 QString DesktopService::placeOf(const QDBusMessage& fromService) const {
-  return QStringLiteral("%1 %2 %3")
-      .arg(busId_, fromService.service(), fromService.arguments().value(0).toString());
+  const QString number = fromService.arguments().value(0).toString();
+  return QStringList{busId_, fromService.service(), number}.join(kBetween);
 }
 
 void DesktopService::afterAnswers(std::function<void()> work) {

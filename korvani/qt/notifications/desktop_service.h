@@ -21,7 +21,7 @@ class DesktopService final : public Service {
   QString name() const override;
   void show(const Posting& posting, Answered answered) override;
   void withdraw(const QString& id) override;
-  void adopt(const QString& id, const QString& place) override { shown_.insert(place, id); }
+  void adopt(const QString& id, const QString& place) override;
 
  private:
   void subscribe() override;

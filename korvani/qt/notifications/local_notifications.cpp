@@ -34,7 +34,8 @@ LocalNotifications::LocalNotifications(Surroundings here, const QString& folder,
           {.activated = [this](const QString& token) { raiseWindow(token); },
            .actionActivated =
                [this](const QString& action, const QVariant& target, const QString& token) {
-                 if (action == kOpenAction) launchOrOpen(target.toString(), token);
+                 if (action == kOpenAction) return launchOrOpen(target.toString(), token);
+                 qCInfo(phoneLog, "an action was activated that the phone does not know");
                },
            .settled = [this] { settled(); }}),
       service_(newService(hostService_)) {
