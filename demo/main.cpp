@@ -74,14 +74,10 @@ std::optional<Options> readOptions(const QApplication& application) {
                  qPrintable(parser.value("walk")));
     return std::nullopt;
   }
-  return Options{parser.value("key"),
-                 parser.value("walk"),
-                 parser.value("pictures"),
-                 parser.value("service-log"),
-                 parser.value("record"),
-                 parser.isSet("auto"),
-                 parser.isSet("dunst"),
-                 patience};
+  return Options{parser.value("key"),      parser.value("walk"),
+                 parser.value("pictures"), parser.value("service-log"),
+                 parser.value("record"),   parser.isSet("auto"),
+                 parser.isSet("dunst"),    patience};
 }
 
 /// One line a step: time, what, which.

@@ -7,9 +7,11 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -42,6 +44,9 @@ std::vector<std::string> onlyInFirst(std::vector<std::string> first,
 
 class Recording : public testing::Test {
  protected:
+  Recording() { std::filesystem::create_directory(folder_); }
+  ~Recording() override { std::filesystem::remove_all(folder_); }
+
   void install(RecordingOptions options) {
     phone_->randomUuids().newUuid();  // so that the next is not the first of a replay
     platform::Platform::install(recordedPhone(phone_, file_, options));
@@ -145,8 +150,9 @@ class Recording : public testing::Test {
     return effects;
   }
 
-  const std::string file_ =
-      testing::TempDir() + testing::UnitTest::GetInstance()->current_test_info()->name();
+  const std::filesystem::path folder_ =
+      testing::TempDir() + "korvani-recording-" + std::to_string(std::random_device()());
+  const std::string file_ = folder_ / "visit.jsonl";
   const std::shared_ptr<SimulatedPhone> phone_ = std::make_shared<SimulatedPhone>();
 };
 
