@@ -21,10 +21,10 @@ ROOMS = {
     "korvani/codec": (["platform"], r"nlohmann/|png\.h$"),
     "korvani/simulator": (["platform", "location", "codec"], None),
     "korvani/qt": (["platform", "location", "codec"], r"Q|qt|curl/|sys/|[a-z]+\.h$"),
-    "demo": (["sdk", "platform", "location", "qt"], r"Q|qt|nlohmann/|CLI/|sys/|[a-z]+\.h$"),
+    "demo": (["sdk", "platform", "location", "qt", "simulator"], r"Q|qt|nlohmann/|CLI/|sys/|[a-z]+\.h$"),
     "tools": (
         ["sdk", "platform", "location", "codec", "simulator", "qt"],
-        r"Q|nlohmann/|httplib\.h$|CLI/|sys/|[a-z_]+\.h$",
+        r"Q|nlohmann/|httplib\.h$|CLI/|sys/|arpa/|[a-z_]+\.h$",
     ),
 }
 

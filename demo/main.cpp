@@ -2,6 +2,7 @@
 // watch it at work.
 #include <korvani/qt/phone.h>
 #include <korvani/sdk/korvani.h>
+#include <korvani/simulator/recorded_phone.h>
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -37,6 +38,7 @@ struct Options {
   QString walk;
   QString pictures;
   QString serviceLog;
+  QString recording;
   bool automatic = false;
   bool dunst = false;
   int patience = 0;
@@ -50,6 +52,7 @@ std::optional<Options> readOptions(const QApplication& application) {
       {{"key", "API key to start the kit with.", "key", kKnownKey},
        {"walk", "Beacons, and how a visitor walks past them, in place of the radio.", "file"},
        {"service-log", "Request log of the local service, to follow.", "file"},
+       {"record", "Write what happens as a script for korvani-replay.", "file"},
        {"pictures", "Folder for pictures of each screen, with --auto.", "folder"},
        {"auto", "Open, tap and close everything without a user, then end."},
        {"dunst", "With --auto: notifications come through dunst, and are opened there."},
@@ -71,13 +74,10 @@ std::optional<Options> readOptions(const QApplication& application) {
                  qPrintable(parser.value("walk")));
     return std::nullopt;
   }
-  return Options{parser.value("key"),
-                 parser.value("walk"),
-                 parser.value("pictures"),
-                 parser.value("service-log"),
-                 parser.isSet("auto"),
-                 parser.isSet("dunst"),
-                 patience};
+  return Options{parser.value("key"),      parser.value("walk"),
+                 parser.value("pictures"), parser.value("service-log"),
+                 parser.value("record"),   parser.isSet("auto"),
+                 parser.isSet("dunst"),    patience};
 }
 
 /// One line a step: time, what, which.
@@ -157,7 +157,7 @@ class Demonstration {
     phoneOptions.settingsFile = store_.filePath("defaults.ini");  // each run is a first start
     phoneOptions.notificationsFolder = store_.filePath("notifications");
     const auto phone = korvani::qt::Phone::create(&window_, phoneOptions);
-    Platform::install(watchedPhone(phone, watcher()));
+    install(watchedPhone(phone, watcher()));
     phone->setLocalNotificationOpenedHandler([this](const Value& userInfo) {
       road_.notificationOpened(userInfo);
       Korvani::didReceiveLocalNotification(userInfo);
@@ -169,6 +169,11 @@ class Demonstration {
       Korvani::setColorBackground(korvani::platform::Color{0x26, 0x3e, 0x30});
       Korvani::requestLocalizationAndNotificationsAuthorization();
     });
+  }
+
+  void install(const std::shared_ptr<Platform>& phone) const {
+    const std::string file = options_.recording.toStdString();
+    Platform::install(file.empty() ? phone : korvani::simulator::recordedPhone(phone, file));
   }
 
   Watcher watcher() {

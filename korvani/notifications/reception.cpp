@@ -7,7 +7,12 @@ namespace korvani {
 
 using platform::Value;
 
-void Korvani::didReceiveLocalNotification(const Value& received) {
+void Korvani::didReceiveLocalNotification(const Value& userInfo) {
+  tellHostCalled("didReceiveLocalNotification", {{"userInfo", userInfo}});
+  localNotificationOpened(userInfo);
+}
+
+void Korvani::localNotificationOpened(const Value& received) {
   guarded([&] {
     // The delegate may change what the host keeps, and `received` with it.
     const Value userInfo = received;

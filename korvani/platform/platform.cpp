@@ -15,6 +15,9 @@ std::atomic<Platform*>& installedPlatform() {
 
 Platform::~Platform() = default;
 
+void Platform::hostCalled(std::string_view, const Value&) {}
+void Platform::buttonTouched(const Button&) {}
+
 bool Platform::install(std::shared_ptr<Platform> platform) {
   Platform* none = nullptr;
   if (!platform || !installedPlatform().compare_exchange_strong(none, platform.get())) return false;

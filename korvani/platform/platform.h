@@ -16,8 +16,10 @@
 #include <korvani/platform/url_connection.h>
 #include <korvani/platform/user_defaults.h>
 #include <korvani/platform/uuid.h>
+#include <korvani/platform/value.h>
 
 #include <memory>
+#include <string_view>
 
 namespace korvani::platform {
 
@@ -39,6 +41,12 @@ class KORVANI_EXPORT Platform {
   virtual Device& device() = 0;
   virtual Application& application() = 0;
   virtual WebViews& webViews() = 0;
+
+  // What a phone that records wants to know; all others leave it. Main thread.
+  /// The host calls this class-level operation, with arguments as a replay script names them.
+  virtual void hostCalled(std::string_view operation, const Value& arguments);
+  /// The user let go inside this button.
+  virtual void buttonTouched(const Button& button);
 
   /// Makes this the phone of the process, before the start call. The first one stays, for the life
   /// of the process; false when there is one already or none is given.

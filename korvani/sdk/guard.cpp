@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 
 namespace korvani {
 
@@ -10,6 +11,14 @@ void logLine(std::string_view text) { phone().log().write(text); }
 
 void logLine(std::string_view text, const platform::Value& argument) {
   logLine(std::string(text) + argument.description());
+}
+
+void tellHostCalled(std::string_view operation, platform::Value::Dictionary arguments) {
+  guarded([&] {
+    if (auto* const phone = platform::Platform::installed()) {
+      phone->hostCalled(operation, std::move(arguments));
+    }
+  });
 }
 
 void logDropped() noexcept {

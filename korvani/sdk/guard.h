@@ -15,6 +15,9 @@ inline platform::Platform& phone() { return *platform::Platform::installed(); }
 void logLine(std::string_view text);
 void logLine(std::string_view text, const platform::Value& argument);
 
+/// Tells the phone, which may record it, what the host calls.
+void tellHostCalled(std::string_view operation, platform::Value::Dictionary arguments = {});
+
 /// Says in the log what was caught; to be called while an exception is handled.
 void logDropped() noexcept;
 

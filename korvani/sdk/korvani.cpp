@@ -3,11 +3,15 @@
 #include <korvani/sdk/korvani.h>
 #include <korvani/sdk/stored_keys.h>
 
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <mutex>
 
 namespace korvani {
+
+using platform::Value;
+
 namespace {
 
 constexpr std::string_view kBuiltInUUID = "5A1C0DE2-7B4E-4F19-9C3D-2E8B6F0A4D71";
@@ -22,6 +26,17 @@ platform::Atomic<std::shared_ptr<Korvani>>& sharedReference() {
   return reference;
 }
 
+Value valueOf(const std::optional<std::string>& text) { return text ? Value(*text) : Value(); }
+
+/// "#rrggbb".
+Value valueOf(const std::optional<platform::Color>& color) {
+  if (!color) return {};
+  std::array<char, 8> text;
+  std::snprintf(text.data(), text.size(), "#%02x%02x%02x", unsigned{color->red},
+                unsigned{color->green}, unsigned{color->blue});
+  return text.data();
+}
+
 }  // namespace
 
 std::shared_ptr<Korvani> Korvani::sharedInstance() { return sharedReference().load(); }
@@ -34,6 +49,11 @@ void Korvani::initWithAPIKey(std::optional<std::string> APIKey,
     return;
   }
   guarded([&] {
+    Value launch;
+    if (localNotification) launch = Value().with("userInfo", localNotification->userInfo);
+    tellHostCalled("initWithAPIKey", {{"APIKey", valueOf(APIKey)},
+                                      {"localNotification", std::move(launch)},
+                                      {"isProd", isProd}});
     if (!sharedInstance()) {
       static std::once_flag once;
       std::call_once(once, [] {
@@ -53,7 +73,7 @@ void Korvani::initWithAPIKey(std::optional<std::string> APIKey,
     kit->initialize();
     if (localNotification && !localNotification->userInfo.isNull()) {
       phone().queues().mainQueueAfter(kLaunchNotificationDelay, [localNotification] {
-        didReceiveLocalNotification(localNotification->userInfo);
+        localNotificationOpened(localNotification->userInfo);
       });
     }
   });
@@ -94,22 +114,28 @@ void Korvani::prepareStoredKeys() {
 }
 
 void Korvani::setDelegate(std::weak_ptr<KorvaniDelegate> delegate) {
+  tellHostCalled("setDelegate", {{"value", !delegate.expired()}});
   if (const auto kit = sharedInstance()) kit->delegate_ = std::move(delegate);
 }
 
 void Korvani::setStatusBarStyle(int statusBarStyle) {
+  tellHostCalled("setStatusBarStyle", {{"value", statusBarStyle}});
   if (const auto kit = sharedInstance()) kit->statusBarStyle_ = statusBarStyle;
 }
 
 void Korvani::setColorBackground(std::optional<platform::Color> colorBackground) {
+  tellHostCalled("setColorBackground", {{"value", valueOf(colorBackground)}});
   if (const auto kit = sharedInstance()) kit->colorBackground_ = colorBackground;
 }
 
 void Korvani::setCloseButtonImage(std::shared_ptr<const platform::Image> buttonCloseImage) {
+  // A script names a file, which an image is not.
+  if (!buttonCloseImage) tellHostCalled("setCloseButtonImage", {{"value", nullptr}});
   if (const auto kit = sharedInstance()) kit->buttonCloseImage_ = std::move(buttonCloseImage);
 }
 
 void Korvani::setDebugLogEnabled(bool debug) {
+  tellHostCalled("setDebugLogEnabled", {{"value", debug}});
   if (const auto kit = sharedInstance()) {
     kit->debug_.store(debug);
     guarded([&] { phone().log().setDebug(debug); });
@@ -117,10 +143,12 @@ void Korvani::setDebugLogEnabled(bool debug) {
 }
 
 void Korvani::setModeCustomView(bool modeCustomView) {
+  tellHostCalled("setModeCustomView", {{"value", modeCustomView}});
   if (const auto kit = sharedInstance()) kit->modeCustomView_ = modeCustomView;
 }
 
 void Korvani::setUserId(std::optional<std::string> userID) {
+  tellHostCalled("setUserId", {{"value", valueOf(userID)}});
   if (const auto kit = sharedInstance()) kit->userID_ = std::move(userID);
 }
 

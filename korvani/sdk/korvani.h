@@ -133,6 +133,7 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
                         const std::optional<std::string>& userID) const;
 
   // notifications: telling the user, and what follows when a notification is opened.
+  static void localNotificationOpened(const platform::Value& userInfo);
   void sendLocalNotificationWithUserInfo(const platform::Value& scenario) const;
   void showContent(const platform::Value& scenario);
   void confirm(const platform::Value& scenarioHistoryId);

@@ -37,6 +37,7 @@ void reportBackgroundTime() {
 }  // namespace
 
 void Korvani::requestLocalizationAndNotificationsAuthorization() {
+  tellHostCalled("requestLocalizationAndNotificationsAuthorization");
   guarded([] {
     const auto kit = sharedInstance();
     if (!kit) return;
@@ -58,6 +59,7 @@ void Korvani::applicationDidEnterInForeground() {
 }
 
 void Korvani::didEnterBackground() {
+  tellHostCalled("didEnterBackground");
   guarded([] {
     const auto kit = sharedInstance();
     if (!kit) return;
@@ -67,6 +69,7 @@ void Korvani::didEnterBackground() {
 }
 
 void Korvani::didBecomeActive() {
+  tellHostCalled("didBecomeActive");
   if (const auto kit = sharedInstance()) kit->inBackground_.store(false);
 }
 

@@ -6,6 +6,11 @@ namespace korvani::simulator {
 using platform::Value;
 
 platform::Uuid FixedUuids::newUuid() {
+  if (!settings_.uuids.empty()) {
+    const platform::Uuid next = settings_.uuids.front();
+    settings_.uuids.pop_front();
+    return next;
+  }
   platform::Uuid::Bytes bytes{};
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     // Knuth's linear congruential generator; its high bits are the good ones.

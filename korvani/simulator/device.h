@@ -22,12 +22,14 @@ class SimulatedLog : public platform::Log {
   Recorder& recorder_;
 };
 
-/// A fixed sequence: every run makes the same UUIDs.
+/// Those of the settings, then a fixed sequence: every run makes the same UUIDs.
 class FixedUuids : public platform::RandomUuids {
  public:
+  explicit FixedUuids(Settings& settings) : settings_(settings) {}
   platform::Uuid newUuid() override;
 
  private:
+  Settings& settings_;
   std::uint64_t state_ = 0;
 };
 

@@ -36,6 +36,8 @@ struct Settings {
   /// 0.0 to 1.0, or -1.0 for unknown.
   float batteryLevel = 1.0F;
   std::optional<platform::Coordinate> location;
+  /// The random UUIDs that are made next; a fixed sequence follows.
+  std::deque<platform::Uuid> uuids;
   /// The main screen, in points.
   platform::Size screen{390, 844};
 

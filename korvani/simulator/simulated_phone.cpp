@@ -41,7 +41,7 @@ struct SimulatedPhone::Parts {
   Recorder recorder{*scheduler};
   SimulatedLog log{recorder};
   SimulatedClock clock;
-  FixedUuids randomUuids;
+  FixedUuids randomUuids{settings};
   SimulatedUserDefaults userDefaults{recorder};
   SimulatedNotificationCenter notificationCenter;
   SimulatedQueues queues{scheduler};

@@ -10,6 +10,7 @@ import socket
 import struct
 import subprocess
 import sys
+import urllib.parse
 
 DRIVE = pathlib.Path(__file__).resolve().parents[2] / "demo/drive"
 
@@ -43,8 +44,27 @@ def check_pictures(out, names, screens=()):
         check(struct.unpack(">II", header[16:]) == size, f"{name} is a picture of {size}")
 
 
+def check_recording(programs, out, recording):
+    """Played again, the kit asks the same, and tells and shows the user the same."""
+    check("demo-key" not in recording.read_text(), "the recording does not tell the key")
+    run = subprocess.run([programs / "korvani-replay", recording], stdout=subprocess.PIPE, check=True)
+    effects = [json.loads(line) for line in run.stdout.splitlines()]
+    for endpoint in ("scenario", "confirm"):
+        bodies = [effect["request"]["body"] or "" for effect in effects
+                  if effect.get("request", {}).get("url", "").endswith(endpoint)]
+        asked = [dict(urllib.parse.parse_qsl(body)) for body in bodies]
+        lived = [found["parameters"] for found in requests(out, endpoint)]
+        check(asked == lived != [], f"{endpoint} replays as {lived}, not {asked}")
+    told = [effect["notification"]["userInfo"]["scenario_history_id"]
+            for effect in effects if "notification" in effect]
+    check(told == [1, 2, 3], f"three notifications replay, not {told}")
+    shown = [effect["screen"]["present"] for effect in effects if "present" in effect.get("screen", {})]
+    check(shown == ["KorvaniView", "KorvaniWebView"], f"two pop-ups replay, not {shown}")
+
+
 def road(programs, out, **desktop):
-    status, text = drive(programs, out, "--auto", **desktop)
+    recording = out / "visit.jsonl"
+    status, text = drive(programs, out, "--auto", "--record", recording, **desktop)
     last = "road: 3 beacons reported, 3 notifications, 3 opened, 3 confirmed"
     check(status == 0, f"status {status} is 0")
     check(text.splitlines()[-1] == last, "the last line sums the road up")
@@ -58,6 +78,7 @@ def road(programs, out, **desktop):
     check(sorted(confirmed) == sorted(map(str, granted)), f"each confirmed once, not {confirmed}")
     for content in ("pears.png", "pears.html", "bakery.html", "card.html"):
         check([found["status"] for found in requests(out, content)] == [200], f"{content} was read")
+    check_recording(programs, out, recording)
 
 
 def desktop_road(programs, out):

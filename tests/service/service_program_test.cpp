@@ -6,10 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <fstream>
+#include <list>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -133,6 +136,128 @@ TEST(ServiceProgram, AnswersTheDemonstrationAndLogsEachRequest) {
   EXPECT_EQ(last["key"], "demo-key");
   EXPECT_EQ(last["parameters"], Json({{"scenario_history_id", "3"}, {"n", "a \uFFFD"}}));
   EXPECT_EQ(program.end(SIGTERM), 0);
+}
+
+// A service with its live page, and a client that has read the token there.
+class LivePageTest : public testing::Test {
+ protected:
+  LivePageTest() {
+    client_.set_keep_alive(true);
+    const auto page = client_.Get("/");
+    const std::string before = "korvani-token\" content=\"";
+    const std::size_t at = page ? page->body.find(before) : std::string::npos;
+    EXPECT_NE(at, std::string::npos);
+    if (at != std::string::npos) token_ = page->body.substr(at + before.size(), 32);
+  }
+
+  int change(const std::string& order, httplib::Headers headers = {}) {
+    headers.emplace("X-Korvani-Token", token_);
+    const auto answer = client_.Post("/live/change", headers, order, "");
+    return answer ? answer->status : -1;
+  }
+  void breakNext(const std::string& kind, int count) {
+    EXPECT_EQ(
+        change(R"({"break": {"kind": ")" + kind + R"(", "endpoint": "confirm", "seconds": 0,)" +
+               R"("count": )" + std::to_string(count) + "}}"),
+        200);
+  }
+  // The status and the body; only "0 " for no answer.
+  std::string confirm() {
+    const auto answer = client_.Post("/confirm", {{"X-Api-Key", "demo-key"}}, "", "");
+    return answer ? std::to_string(answer->status) + " " + answer->body : "0 ";
+  }
+
+  Program program_{demo("0")};  // which logs to its output
+  const int port_ = std::stoi(portOf(program_.line()));
+  httplib::Client client_{"127.0.0.1", port_};
+  std::string token_;
+};
+
+TEST_F(LivePageTest, OnlyItsOwnPageSeesAndEdits) {
+  const std::string own = "127.0.0.1:" + std::to_string(port_);
+  const std::string harmless = R"({"settings": {"key": "demo-key"}})";
+  EXPECT_EQ(change(harmless), 200);
+  const std::pair<httplib::Headers, int> cases[] = {
+      {{{"Origin", "http://" + own}}, 200},
+      {{{"Host", "localhost:1"}, {"Origin", "http://localhost:1"}}, 200},
+      {{{"Host", "[::1]:8780"}}, 200},
+      {{{"Origin", "http://evil.example"}}, 403},
+      {{{"Origin", "null"}}, 403},
+      {{{"Origin", "http://127.0.0.1:1"}}, 403},
+      {{{"Host", "evil.example"}}, 403},
+      {{{"Host", "127.0.0.1.evil.example"}, {"Origin", "http://127.0.0.1.evil.example"}}, 403},
+      {{{"Host", ""}}, 403},
+  };
+  for (const auto& [headers, expected] : cases) {
+    const std::string what = headers.begin()->first + " " + headers.begin()->second;
+    EXPECT_EQ(change(harmless, headers), expected) << what;
+    const auto page = client_.Get("/", headers);
+    ASSERT_TRUE(page) << what;
+    EXPECT_EQ(page->status, expected) << what;
+    EXPECT_EQ(page->body.find(token_) == std::string::npos, expected != 200) << what;
+  }
+  EXPECT_EQ(change("{}"), 400);
+  EXPECT_EQ(change(std::string(1024 * 1024 + 1, ' ')), 413);
+  token_.back() = token_.back() == '0' ? '1' : '0';
+  EXPECT_EQ(change(harmless), 403);
+  EXPECT_EQ(client_.Get("/live/events?token=" + token_)->status, 403);
+}
+
+TEST_F(LivePageTest, BreaksAnswersAsOrdered) {
+  const std::string whole = R"(200 {"success":false})";
+  const std::pair<std::string, std::string> cases[] = {
+      {"delay", whole},
+      {"reset", "0 "},
+      {"status 500", "500 "},
+      {"malformed JSON", R"(200 {"success": tru)"}};
+  for (const auto& [kind, expected] : cases) {
+    breakNext(kind, 2);
+    EXPECT_EQ(confirm(), expected) << kind;
+    EXPECT_EQ(confirm(), expected) << kind;
+    EXPECT_EQ(confirm(), whole) << kind;
+  }
+  breakNext("time-out", 1);
+  client_.set_read_timeout(0, 1000);
+  EXPECT_EQ(confirm(), "0 ");
+  client_.set_read_timeout(60);
+  EXPECT_EQ(confirm(), whole);
+}
+
+TEST_F(LivePageTest, WatchersAreFewAndHoldNobodyUp) {
+  const std::string path = "/live/events?token=" + token_;
+  std::vector<std::thread> watchers;
+  std::atomic<int> watching = 0;
+  std::atomic<bool> done = false;
+  for (int i = 0; i < 8; ++i) {
+    watchers.emplace_back([&] {
+      httplib::Client watcher("127.0.0.1", port_);
+      watcher.Get(path, [&](const char*, std::size_t) {
+        ++watching;
+        done.wait(false);  // reads no further
+        return true;
+      });
+    });
+  }
+  while (watching < 8) std::this_thread::yield();
+  EXPECT_EQ(client_.Get(path)->status, 503);
+
+  std::list<httplib::Client> phones;
+  for (int i = 0; i < 32; ++i) {
+    httplib::Client& phone = phones.emplace_back("127.0.0.1", port_);
+    phone.set_keep_alive(true);
+    const auto answer = phone.Post("/confirm", {{"X-Api-Key", "demo-key"}}, "", "");
+    EXPECT_TRUE(answer && answer->status == 200) << "phone " << i;
+  }
+
+  breakNext("time-out", 1);
+  std::thread held([&] { EXPECT_EQ(confirm(), "0 "); });
+  while (program_.line().find(R"("broken":"time-out")") == std::string::npos) {
+  }
+  EXPECT_EQ(program_.end(SIGTERM), 0);  // whoever waits for an answer or watches
+  done = true;
+  done.notify_all();
+  held.join();
+  for (std::thread& watcher : watchers) watcher.join();
 }
 
 TEST(ServiceProgram, ATakenPortABadFileOrABadArgumentIsOneLineAndStatus2) {

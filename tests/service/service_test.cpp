@@ -3,6 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
+#include "faults.h"
+#include "feed.h"
 #include "request_log.h"
 
 namespace korvani::service {
@@ -123,6 +128,106 @@ TEST(Service, AnswersEachKeyFromItsOwnPartOfTheFile) {
     const auto asked = key ? std::optional<std::string>(key) : std::nullopt;
     EXPECT_EQ(service.answer(endpoint, asked, parameters).body.dump(), expected);
   }
+}
+
+TEST(Service, ChangesWhatItIsToldAndNothingElse) {
+  Service service(parseScenarios(R"({"keys": {"k": {"disabled": true}, "other": {}}})"), "");
+  const auto answerAfter = [&](const std::string& change) {
+    try {
+      service.change(parseJson(change));
+    } catch (const std::runtime_error& error) {
+      return std::string(error.what());
+    }
+    return service.answer("scenario", "k", {{"major", "1"}, {"minor", "1"}}).body.dump();
+  };
+  const std::string add = R"({"scenario": {"key": "k", "index": 0, "scenario":
+      {"major": 1, "minor": 1, "answer": {"n": )";
+  const std::string before = service.settings().dump();
+  const std::string deep(200, '[');
+  const std::pair<std::string, std::string> refused[] = {
+      {"[]", "the change: is not an object"},
+      {"{}", "the change: is not one of settings and scenario"},
+      {deep, "the text: is nested too deeply"},
+      {R"({"settings": {"key": "K"}})", "settings: key is not known"},
+      {R"({"settings": {"key": "k", "disabled": 1}})", "settings: disabled is no true or false"},
+      {R"({"settings": {"key": "k", "error_message": 1}})",
+       "settings: error_message is not a text"},
+      {R"({"settings": {"key": "k", "error_message": ")" + std::string(1001, 'x') + R"("}})",
+       "settings: error_message is too long"},
+      {R"({"scenario": {"key": "k", "index": 1}})", "scenario: index is not a number from 0 to 0"},
+      {R"({"scenario": {"key": "k", "index": 0}})", "scenario: is not an object"},
+      {add + '"' + std::string(65536, 'x') + R"("}}}})", "scenario: is too long"},
+  };
+  for (const auto& [change, expected] : refused) EXPECT_EQ(answerAfter(change), expected);
+  EXPECT_EQ(service.settings().dump(), before);
+
+  EXPECT_EQ(answerAfter(R"({"settings": {"key": "k", "disabled": false}})"),
+            R"({"success":false,"disabled":false})");
+  EXPECT_EQ(answerAfter(R"({"settings": {"key": "k", "error_message": "No"}})"),
+            R"({"error_message":"No"})");
+  EXPECT_EQ(answerAfter(R"({"settings": {"key": "k"}})"), R"({"success":false})");
+  EXPECT_EQ(answerAfter(add + "1}}}}"), R"({"success":true,"scenario_history_id":1,"n":1})");
+  EXPECT_EQ(answerAfter(add + "2}}}}"), R"({"success":true,"scenario_history_id":2,"n":2})");
+}
+
+TEST(ServiceFaults, BreaksSoManyAnswersOfOneEndpoint) {
+  Faults faults;
+  const auto order = [](const char* kind, const char* endpoint, Json seconds, Json count) {
+    return Json{{"kind", kind}, {"endpoint", endpoint}, {"seconds", seconds}, {"count", count}};
+  };
+  EXPECT_FALSE(faults.take("confirm"));
+  faults.order(order("delay", "confirm", 60u, 2u));
+  for (const Json& wrong :
+       {order("slow", "", 1u, 1u), order("reset", "page", 1u, 1u), order("delay", "", 61, 1),
+        order("delay", "", -1, 1), order("reset", "", 0u, 1001u), Json("reset")}) {
+    EXPECT_THROW(faults.order(wrong), std::runtime_error) << wrong;
+  }
+  EXPECT_FALSE(faults.take("scenario"));
+  EXPECT_EQ(faults.take("confirm")->seconds, 60);
+  EXPECT_EQ(faults.standing(), order("delay", "confirm", 60u, 1u));
+  EXPECT_TRUE(faults.take("confirm"));
+  EXPECT_FALSE(faults.take("confirm"));
+  EXPECT_EQ(faults.standing(), Json());
+}
+
+TEST(ServiceFeed, TellsEachEventOnceAndForgetsTheOldest) {
+  constexpr std::chrono::milliseconds kNoPatience{0};
+  Feed feed;
+  std::uint64_t last = 0;
+  feed.publishState("old");
+  feed.publishState("new");
+  feed.publishRequest("first");
+  EXPECT_EQ(feed.next(last, kNoPatience),
+            "id: 2\nevent: state\ndata: new\n\nid: 3\nevent: request\ndata: first\n\n");
+  EXPECT_EQ(feed.next(last, kNoPatience), "");
+  const auto kept = [&] {
+    std::uint64_t begin = 2;
+    const std::string text = feed.next(begin, kNoPatience);
+    std::size_t count = 0;
+    for (auto at = text.find("id: "); at != std::string::npos; at = text.find("id: ", at + 1)) {
+      ++count;
+    }
+    return count;
+  };
+  for (std::size_t i = 0; i < Feed::kMostRequests + 1; ++i) feed.publishRequest("next");
+  EXPECT_EQ(kept(), Feed::kMostRequests);
+  for (int i = 0; i < 80; ++i) feed.publishRequest(std::string(64 * 1024, 'x'));
+  EXPECT_EQ(kept(), 63u);  // of 64 KiB and their frames
+  std::thread ending([&] { feed.end(); });
+  last = ~std::uint64_t{0};
+  EXPECT_EQ(feed.next(last, std::chrono::hours(1)), "");
+  ending.join();
+  EXPECT_TRUE(feed.ended());
+}
+
+TEST(ServiceLog, WatchersSeeNoLongLine) {
+  Feed feed;
+  RequestLog log("/dev/null", feed);
+  log.write({"POST", "confirm", "k", {{"a", std::string(1 << 20, 'x')}}, 200, {}});
+  std::uint64_t last = 0;
+  const std::string told = feed.next(last, {});
+  EXPECT_LT(told.size(), 300u);
+  EXPECT_NE(told.find("too long"), std::string::npos) << told;
 }
 
 TEST(ServiceLog, IsOneLineWhateverBytesCame) {

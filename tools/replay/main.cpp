@@ -13,6 +13,7 @@
 #include "player.h"
 #include "printer.h"
 #include "script.h"
+#include "timeline.h"
 
 namespace korvani::replay {
 namespace {
@@ -32,7 +33,7 @@ void play(Script& script, Printer& printer) {
   if (player) player->finish();
 }
 
-int run(const std::string& name) {
+int run(const std::string& name, bool isTimeline) {
   std::ifstream file;
   if (name != "-") {
     file.open(name);
@@ -42,7 +43,11 @@ int run(const std::string& name) {
     }
   }
   Script script(name == "-" ? std::cin : file, name);
-  Printer printer(stdout);
+  const bool inColour = showsColours(stdout);
+  const auto timeline = [=](const simulator::Effect& effect) {
+    return timelineLine(effect, inColour);
+  };
+  Printer printer(stdout, isTimeline ? Printer::Form(timeline) : jsonLine);
   try {
     play(script, printer);
   } catch (const ScriptError& error) {
@@ -59,13 +64,15 @@ int readArguments(int argc, char** argv) {
   CLI::App app("Plays a script of events to Korvani on a simulated phone and prints every effect.");
   std::string name = "-";
   app.add_option("FILE", name, "the script, JSON Lines (default: standard input)");
+  bool isTimeline = false;
+  app.add_flag("--timeline", isTimeline, "print the effects for people, in columns");
   app.set_version_flag("--version", KORVANI_VERSION_STRING);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kBadInput;
   }
-  return run(name);
+  return run(name, isTimeline);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // The line that sets up the phone. What it does not name keeps what it was.
+#include <deque>
 #include <limits>
 #include <vector>
 
@@ -87,6 +88,11 @@ class PhoneReader {
       const double height = size.number("height", 1, kMostPoints);
       size.finish();
       set(&Settings::screen, platform::Size{width, height});
+    });
+    on("uuids", [&](const Value& value) {
+      std::deque<platform::Uuid> uuids;
+      for (const Value& uuid : asList(value)) uuids.push_back(readUuid(uuid));
+      set(&Settings::uuids, uuids);
     });
     on("store", [&](const Value& value) {
       for (const auto& [key, stored] : asObject(value)) {

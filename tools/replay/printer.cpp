@@ -1,4 +1,4 @@
-// Prints effects as JSON Lines.
+// Prints effects, a line each.
 #include "printer.h"
 
 namespace korvani::replay {
@@ -19,10 +19,15 @@ std::string secondsText(std::chrono::milliseconds moment) {
 
 }  // namespace
 
+std::string jsonLine(const simulator::Effect& effect) {
+  std::string line = "{\"at\":" + secondsText(effect.at) + ",\"thread\":\"";
+  line += effect.thread;
+  line += "\",\"" + effect.kind + "\":" + effect.content.jsonText() + "}\n";
+  return line;
+}
+
 void Printer::print(const simulator::Effect& effect) {
-  lines_ += "{\"at\":" + secondsText(effect.at) + ",\"thread\":\"";
-  lines_ += effect.thread;
-  lines_ += "\",\"" + effect.kind + "\":" + effect.content.jsonText() + "}\n";
+  lines_ += form_(effect);
   if (lines_.size() >= kFlushAt) flush();
 }
 

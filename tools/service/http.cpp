@@ -2,22 +2,24 @@
 #include "http.h"
 
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <filesystem>
 #include <optional>
 #include <stdexcept>
 #include <utility>
+
+#include "connection.h"
 
 namespace korvani::service {
 namespace {
 
 constexpr std::size_t kMaxBody = 1024 * 1024;
-constexpr std::size_t kConnections = 32;
+constexpr std::size_t kConnections = 32;          // of phones
+constexpr std::size_t kConnectionsOfBrowser = 6;  // that it keeps to one service
+constexpr int kMostHeld = 8;
+constexpr std::chrono::seconds kTimeOut{120};  // more than clients wait
 constexpr std::time_t kKeepAliveSeconds = 60;
 constexpr std::size_t kKeepAliveRequests = 10'000;
 
@@ -57,18 +59,6 @@ Body readBody(const httplib::Request& request, const httplib::ContentReader& rea
   return body;
 }
 
-RequestRecord answerExchange(Service& service, const httplib::Request& request, const Body& body) {
-  RequestRecord record = recordOf(request);
-  record.status = body.status;
-  if (body.status == 200) {
-    record.parameters = decodeForm(body.bytes);
-    Answer answer = service.answer(record.endpoint, record.key, record.parameters);
-    record.status = answer.status;
-    record.answer = std::move(answer.body);
-  }
-  return record;
-}
-
 }  // namespace
 
 int bindServer(httplib::Server& server, const std::string& host, int port) {
@@ -93,44 +83,88 @@ std::string baseAddress(const std::string& host, int port) {
   return "http://" + name + ":" + std::to_string(port);
 }
 
-void setUpServer(httplib::Server& server, Service& service, RequestLog& log,
-                 const std::string& contentFolder) {
+Front::Front(Service& service, RequestLog& log, Feed& feed, std::string host)
+    : service_(service), log_(log), page_(service, faults_, feed, std::move(host)) {}
+
+void Front::setUp(httplib::Server& server, const std::string& contentFolder) {
   if (!server.set_mount_point("/", contentFolder)) {
     throw std::runtime_error(contentFolder + ": is not a folder");
   }
   server.set_tcp_nodelay(true);
-  // Kept connections hold a thread each, and a client that reuses one must not meet it closing.
-  server.new_task_queue = [] { return new httplib::ThreadPool(kConnections); };
+  // Kept connections hold a thread each, and a client that reuses one must not meet it closing. So
+  // do pages that watch and answers that are held back: they have threads beside those of phones.
+  server.new_task_queue = [] {
+    return new httplib::ThreadPool(kConnections + kMostHeld +
+                                   LivePage::kMostWatchers * kConnectionsOfBrowser);
+  };
   server.set_keep_alive_timeout(kKeepAliveSeconds);
   server.set_keep_alive_max_count(kKeepAliveRequests);
-  server.Post("/(configuration|scenario|confirm)", [&](const httplib::Request& request,
-                                                       httplib::Response& response,
-                                                       const httplib::ContentReader& read) {
-    const RequestRecord record = answerExchange(service, request, readBody(request, read));
-    response.status = record.status;
-    if (!record.answer.is_null()) {
-      response.set_content(record.answer.dump(), "application/json");
-    }
-    log.write(record);
+  server.set_pre_routing_handler(
+      [this](const httplib::Request& request, httplib::Response& response) {
+        return page_.get(request, response);
+      });
+  server.Post("/(configuration|scenario|confirm)",
+              [this](const httplib::Request& request, httplib::Response& response,
+                     const httplib::ContentReader& read) { exchange(request, response, read); });
+  server.Post("/live/change", [this](const httplib::Request& request, httplib::Response& response,
+                                     const httplib::ContentReader& read) {
+    const Body body = readBody(request, read);
+    response.status = body.status;
+    if (body.status == 200) page_.change(request, body.bytes, response);
   });
   server.set_post_routing_handler(
-      [&](const httplib::Request& request, httplib::Response& response) {
-        if (isExchange(request)) return;  // logged above, with what was decoded
+      [this](const httplib::Request& request, httplib::Response& response) {
+        if (isExchange(request) || LivePage::isOwn(request)) return;  // an exchange logs itself
         RequestRecord record = recordOf(request);
         record.status = response.status;
-        log.write(record);
+        log_.write(record);
       });
 }
 
-void endConnections() {
-  std::error_code none;  // without /proc the stop waits for the clients
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", none)) {
-    const int fd = std::atoi(entry.path().filename().c_str());
-    sockaddr_storage peer = {};
-    socklen_t size = sizeof peer;
-    const bool connected = getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
-    if (fd > STDERR_FILENO && connected) shutdown(fd, SHUT_RD);
+void Front::exchange(const httplib::Request& request, httplib::Response& response,
+                     const httplib::ContentReader& read) {
+  const Body body = readBody(request, read);
+  RequestRecord record = recordOf(request);
+  response.status = record.status = body.status;
+  std::optional<Fault> fault;
+  if (body.status == 200) {
+    record.parameters = decodeForm(body.bytes);
+    fault = faults_.take(record.endpoint);
   }
+  if (fault) {
+    record.broken = fault->kind;
+    page_.publishState();
+  }
+  if (fault && fault->kind == "delay") hold(request, std::chrono::seconds(fault->seconds));
+  if (fault && fault->kind != "delay") {
+    breakAnswer(*fault, request, record, response);
+    return;
+  }
+  if (body.status == 200) {
+    const Answer answer = service_.answer(record.endpoint, record.key, record.parameters);
+    response.status = record.status = answer.status;
+    record.answer = answer.body;
+    response.set_content(answer.body.dump(), "application/json");
+  }
+  log_.write(record);
+}
+
+void Front::breakAnswer(const Fault& fault, const httplib::Request& request, RequestRecord& record,
+                        httplib::Response& response) {
+  const bool isAnswered = fault.kind == "status 500" || fault.kind == "malformed JSON";
+  response.status = fault.kind == "status 500" ? 500 : 200;
+  record.status = isAnswered ? response.status : 0;
+  log_.write(record);
+  if (fault.kind == "malformed JSON") {
+    response.set_content(R"({"success": tru)", "application/json");
+  }
+  if (fault.kind == "time-out") hold(request, kTimeOut);
+  if (!isAnswered) resetConnection(request);
+}
+
+void Front::hold(const httplib::Request& request, std::chrono::seconds duration) {
+  if (held_.fetch_add(1) < kMostHeld) holdConnection(request, duration);
+  --held_;
 }
 
 }  // namespace korvani::service

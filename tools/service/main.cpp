@@ -16,6 +16,7 @@
 #include <thread>
 #include <utility>
 
+#include "connection.h"
 #include "http.h"
 
 namespace korvani::service {
@@ -52,7 +53,7 @@ Customers readScenarios(const std::string& name) {
 
 // Runs the bound server until SIGINT or SIGTERM; false when it ended by itself. Both signals are
 // blocked in every thread and taken by sigwait, so no code runs in a signal handler.
-bool runUntilSignalled(httplib::Server& server, const sigset_t& signals) {
+bool runUntilSignalled(httplib::Server& server, Feed& feed, const sigset_t& signals) {
   std::atomic<bool> ended = false;
   std::thread listener([&] {
     server.listen_after_bind();
@@ -64,6 +65,7 @@ bool runUntilSignalled(httplib::Server& server, const sigset_t& signals) {
   while (!server.is_running() && !ended) std::this_thread::yield();  // stop() needs a running one
   const bool endedByItself = ended;
   server.stop();
+  feed.end();
   for (; !ended; std::this_thread::sleep_for(std::chrono::milliseconds(10))) endConnections();
   listener.join();
   return !endedByItself;
@@ -77,15 +79,17 @@ int run(const Options& options) {
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
   Customers customers = readScenarios(options.scenarios);
-  RequestLog log(options.log);
+  Feed feed;
+  RequestLog log(options.log, feed);
   httplib::Server server;
   const int port = bindServer(server, options.host, options.port);
   const std::string base = baseAddress(options.host, port);
   Service service(std::move(customers), base);
-  setUpServer(server, service, log, options.content);
+  Front front(service, log, feed, options.host);
+  front.setUp(server, options.content);
 
   std::cout << "korvani-service listening on " << base << std::endl;
-  if (runUntilSignalled(server, signals)) return 0;
+  if (runUntilSignalled(server, feed, signals)) return 0;
   throw std::runtime_error("the listening socket failed");
 }
 

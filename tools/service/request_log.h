@@ -1,5 +1,6 @@
 // The log of requests: one JSON object a line, flushed at once, so that a test or the
-// demonstration can read what was asked and answered while the service still runs.
+// demonstration can read what was asked and answered while the service still runs. Those who watch
+// the live page are told the same.
 #pragma once
 
 #include <fstream>
@@ -8,6 +9,7 @@
 #include <ostream>
 #include <string>
 
+#include "feed.h"
 #include "form.h"
 #include "scenarios.h"
 
@@ -18,8 +20,9 @@ struct RequestRecord {
   std::string endpoint;            // the path without its leading "/"
   std::optional<std::string> key;  // "X-Api-Key" as sent; absent when the header is
   Parameters parameters;
-  int status = 0;
-  Json answer;  // null when the answer is not JSON (an image, a page)
+  int status = 0;  // 0: no answer, on purpose
+  Json answer;     // null when the answer is not JSON (an image, a page)
+  std::optional<std::string> broken = std::nullopt;  // how the answer was broken on purpose
 };
 
 // One line without its end. Bytes that are not UTF-8 become U+FFFD.
@@ -28,13 +31,14 @@ std::string logLine(const RequestRecord& record, const std::string& time);
 class RequestLog {
  public:
   // Appends to the file, or writes to standard error when the name is empty. Throws
-  // std::runtime_error when the file cannot be opened.
-  explicit RequestLog(const std::string& file);
+  // std::runtime_error when the file cannot be opened. The feed must live as long.
+  RequestLog(const std::string& file, Feed& feed);
 
   // Safe from any thread. A line that cannot be written is dropped, said once on standard error.
   void write(const RequestRecord& record);
 
  private:
+  Feed& feed_;
   std::ofstream file_;
   std::ostream& out_;
   std::mutex mutex_;

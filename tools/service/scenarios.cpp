@@ -4,27 +4,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <initializer_list>
-#include <stdexcept>
 
 namespace korvani::service {
 namespace {
 
 constexpr std::string_view kBase = "${base}";
-
-[[noreturn]] void fail(const std::string& place, const std::string& what) {
-  throw std::runtime_error(place + ": " + what);
-}
-
-void requireObject(const Json& value, const std::string& place,
-                   std::initializer_list<std::string_view> keys) {
-  if (!value.is_object()) fail(place, "is not an object");
-  for (const auto& [key, unused] : value.items()) {
-    if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
-      fail(place, "has an unknown key " + Json(key).dump());
-    }
-  }
-}
 
 bool isHex(char c) {
   return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
@@ -50,19 +34,6 @@ Json readAnswer(const Json& scenario, const std::string& place) {
   return answer;
 }
 
-Scenario readScenario(const Json& value, const std::string& place) {
-  requireObject(value, place, {"major", "minor", "event", "answer"});
-  Scenario scenario;
-  scenario.major = readNumber(value, "major", place);
-  scenario.minor = readNumber(value, "minor", place);
-  if (value.contains("event")) {
-    if (!value["event"].is_string()) fail(place, "event is not a text");
-    scenario.event = value["event"].get<std::string>();
-  }
-  scenario.answer = readAnswer(value, place);
-  return scenario;
-}
-
 Customer readCustomer(const Json& value, const std::string& place) {
   requireObject(value, place, {"korvani_uuid", "disabled", "scenarios"});
   Customer customer;
@@ -84,15 +55,6 @@ Customer readCustomer(const Json& value, const std::string& place) {
   return customer;
 }
 
-Json parseJson(std::string_view text) {
-  try {
-    return Json::parse(text, nullptr, true, true);
-  } catch (const Json::exception& error) {
-    const std::string_view what = error.what();  // "[json.exception.parse_error.101] parse error…"
-    throw std::runtime_error(std::string(what.substr(what.find("] ") + 2)));
-  }
-}
-
 }  // namespace
 
 Customers parseScenarios(std::string_view text) {
@@ -105,6 +67,23 @@ Customers parseScenarios(std::string_view text) {
     customers[key] = readCustomer(value, "keys." + Json(key).dump());
   }
   return customers;
+}
+
+Scenario readScenario(const Json& value, const std::string& place) {
+  requireObject(value, place, {"major", "minor", "event", "answer"});
+  Scenario scenario;
+  scenario.major = readNumber(value, "major", place);
+  scenario.minor = readNumber(value, "minor", place);
+  if (value.contains("event")) scenario.event = readText(value, "event", place);
+  scenario.answer = readAnswer(value, place);
+  return scenario;
+}
+
+Json scenarioJson(const Scenario& scenario) {
+  Json value = {{"major", scenario.major}, {"minor", scenario.minor}};
+  if (scenario.event) value["event"] = *scenario.event;
+  value["answer"] = scenario.answer;
+  return value;
 }
 
 std::optional<std::uint16_t> beaconNumber(std::string_view digits) {

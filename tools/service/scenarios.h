@@ -4,15 +4,14 @@
 
 #include <cstdint>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace korvani::service {
+#include "reading.h"
 
-using Json = nlohmann::ordered_json;  // answers keep the order of the file
+namespace korvani::service {
 
 struct Scenario {
   std::uint16_t major = 0;
@@ -22,9 +21,10 @@ struct Scenario {
 };
 
 struct Customer {
-  std::optional<std::string> korvaniUUID;  // 32 hexadecimal digits
-  std::optional<Json> disabled;            // sent with every answer when there is one
-  std::vector<Scenario> scenarios;         // the first that matches counts
+  std::optional<std::string> korvaniUUID;   // 32 hexadecimal digits
+  std::optional<Json> disabled;             // sent with every answer when there is one
+  std::optional<std::string> errorMessage;  // sent in place of every answer when there is one
+  std::vector<Scenario> scenarios;          // the first that matches counts
 };
 
 using Customers = std::map<std::string, Customer>;  // by API key
@@ -32,6 +32,10 @@ using Customers = std::map<std::string, Customer>;  // by API key
 // Throws std::runtime_error with one line that names the place, for text that is not JSON (with
 // comments) or not such a file.
 Customers parseScenarios(std::string_view text);
+
+// One scenario as it stands in the file, and back. The place begins what is wrong with it.
+Scenario readScenario(const Json& value, const std::string& place);
+Json scenarioJson(const Scenario& scenario);
 
 // A beacon's major or minor as it travels: one to four hexadecimal digits, or none.
 std::optional<std::uint16_t> beaconNumber(std::string_view digits);

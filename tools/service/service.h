@@ -1,6 +1,7 @@
 // What the qualification service answers, without the network: one call a request.
 #pragma once
 
+#include <deque>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -29,14 +30,25 @@ class Service {
   Answer answer(std::string_view endpoint, const std::optional<std::string>& key,
                 const Parameters& parameters);
 
+  // What may be changed while the service runs: each key with its settings and its scenarios.
+  Json settings() const;
+  // Either `{"settings": {"key", "disabled", "error_message"}}`, where null leaves out, or
+  // `{"scenario": {"key", "index", "scenario"}}`, where the index after the last adds one. Throws
+  // std::runtime_error with one line, and changes nothing, for what is neither.
+  void change(const Json& change);
+
  private:
+  Customer& customerOf(const Json& change, const std::string& place);
+  void changeSettings(const Json& settings);
+  void changeScenario(const Json& change);
   Json scenario(const std::string& key, const Customer& customer, const Parameters& parameters);
   Json confirm(const std::string& key, const Parameters& parameters);
 
-  const Customers customers_;
   const std::string base_;
-  std::mutex mutex_;
-  std::vector<std::string> deliveries_;  // the key of delivery n at n - 1
+  mutable std::mutex mutex_;
+  Customers customers_;
+  std::deque<std::string> deliveries_;  // the keys of the last ones
+  std::size_t delivered_ = 0;           // the number of the last
 };
 
 }  // namespace korvani::service

@@ -1,4 +1,5 @@
 // The view tree: changes are told to the mirror, touches go to the front-most view.
+#include <korvani/platform/platform.h>
 #include <korvani/platform/screens/view.h>
 
 namespace korvani::platform {
@@ -49,6 +50,7 @@ void Button::addAction(Action action, ControlEvent) { touchUpInside_.push_back(s
 
 void Button::sendActionsForControlEvent(ControlEvent) {
   const std::shared_ptr<Button> self = shared_from_this();
+  if (Platform* const phone = Platform::installed()) phone->buttonTouched(*this);
   // An action may add another, or close the screen that holds this button.
   for (const Action& action : std::vector<Action>(touchUpInside_)) action(self);
 }

@@ -1,0 +1,241 @@
+// Ports that pass everything on and tell a script what the kit asks and hears.
+#include <korvani/simulator/recorded_application.h>
+#include <korvani/simulator/recorded_location.h>
+#include <korvani/simulator/recorded_phone.h>
+#include <korvani/simulator/script_writer.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace korvani::simulator {
+
+using namespace platform;
+
+namespace {
+
+using Dictionary = Value::Dictionary;
+
+std::string offsetText(std::chrono::minutes offset) {
+  const long minutes = std::labs(offset.count());
+  std::array<char, 48> text;
+  std::snprintf(text.data(), text.size(), "%c%02ld%02ld", offset.count() < 0 ? '-' : '+',
+                minutes / 60, minutes % 60);
+  return text.data();
+}
+
+class RecordedClock final : public Clock {
+ public:
+  RecordedClock(Clock& clock, ScriptWriter& script) : clock_(clock), script_(script) {}
+
+  Date now() const override { return clock_.now(); }
+  std::chrono::minutes utcOffset(Date date) const override {
+    const auto offset = clock_.utcOffset(date);
+    script_.note("utcOffset", offsetText(offset));
+    return offset;
+  }
+  void sleepFor(std::chrono::milliseconds duration) override { clock_.sleepFor(duration); }
+
+ private:
+  Clock& clock_;
+  ScriptWriter& script_;
+};
+
+class RecordedUuids final : public RandomUuids {
+ public:
+  RecordedUuids(RandomUuids& uuids, ScriptWriter& script) : uuids_(uuids), script_(script) {}
+
+  Uuid newUuid() override {
+    const Uuid made = uuids_.newUuid();
+    script_.noteUuid(made.UUIDString());
+    return made;
+  }
+
+ private:
+  RandomUuids& uuids_;
+  ScriptWriter& script_;
+};
+
+class RecordedUserDefaults final : public UserDefaults {
+ public:
+  RecordedUserDefaults(UserDefaults& store, ScriptWriter& script)
+      : store_(store), script_(script) {}
+
+  Value objectForKey(std::string_view key) const override {
+    const Value value = store_.objectForKey(key);
+    script_.noteStored(key, value);
+    return value;
+  }
+  void setObject(const Value& value, std::string_view key) override {
+    script_.setStored(key, value);
+    store_.setObject(value, key);
+  }
+  void synchronize() override { store_.synchronize(); }
+  Value dictionaryRepresentation() const override {
+    const Value all = store_.dictionaryRepresentation();
+    // What the kit looks for in it; the rest is the host's, and nobody else's.
+    for (const char* key : {"device_registration_id", "KVNotificationDisable"}) {
+      if (all.has(key)) script_.noteStored(key, all.at(key));
+    }
+    return all;
+  }
+
+ private:
+  UserDefaults& store_;
+  ScriptWriter& script_;
+};
+
+class RecordedConnection final : public URLConnection {
+ public:
+  RecordedConnection(URLConnection& connection, ScriptWriter& script)
+      : connection_(connection), script_(script) {}
+
+  void sendAsynchronousRequest(URLRequest request, std::shared_ptr<Queue> queue,
+                               CompletionHandler completionHandler) override {
+    auto answered = script_.request(request.url);
+    connection_.sendAsynchronousRequest(
+        std::move(request), std::move(queue),
+        [answered = std::move(answered),
+         handler = std::move(completionHandler)](const URLResponse& response) {
+          answered(response);
+          handler(response);
+        });
+  }
+  std::optional<std::string> dataWithContentsOfURL(const URL& url) override {
+    const auto downloaded = script_.download(url.absoluteString());
+    auto bytes = connection_.dataWithContentsOfURL(url);
+    downloaded(bytes);
+    return bytes;
+  }
+
+ private:
+  URLConnection& connection_;
+  ScriptWriter& script_;
+};
+
+class RecordedDevice final : public Device {
+ public:
+  RecordedDevice(Device& device, ScriptWriter& script) : device_(device), script_(script) {}
+
+  void setBatteryMonitoringEnabled(bool enabled) override {
+    device_.setBatteryMonitoringEnabled(enabled);
+  }
+  float batteryLevel() const override {
+    const float level = device_.batteryLevel();
+    const bool isLevel = level >= 0 && level <= 1;
+    if (isLevel || level == -1) script_.note("battery", static_cast<double>(level));
+    return level;
+  }
+  std::string localeIdentifier() const override {
+    std::string identifier = device_.localeIdentifier();
+    script_.note("locale", identifier);
+    return identifier;
+  }
+  Rect mainScreenBounds() const override {
+    const Rect bounds = device_.mainScreenBounds();
+    if (bounds.width >= 1 && bounds.height >= 1) {
+      script_.note("screen", Dictionary{{"width", bounds.width}, {"height", bounds.height}});
+    }
+    return bounds;
+  }
+
+ private:
+  Device& device_;
+  ScriptWriter& script_;
+};
+
+/// The middle of a button in the view's own coordinates, if it stands there.
+std::optional<Point> middleOf(const Button& button, const View& view) {
+  for (const auto& child : view.subviews()) {
+    const Rect& frame = child->frame();
+    std::optional<Point> inside;
+    if (child.get() == &button) {
+      inside = Point{frame.width / 2, frame.height / 2};
+    } else {
+      inside = middleOf(button, *child);
+    }
+    if (inside) return Point{frame.x + inside->x, frame.y + inside->y};
+  }
+  return std::nullopt;
+}
+
+class RecordedPhone final : public Platform {
+ public:
+  RecordedPhone(std::shared_ptr<Platform> phone, const std::string& file, RecordingOptions options)
+      : phone_(std::move(phone)),
+        options_(options),
+        script_(phone_->clock(), file,
+                [this](std::string_view line) { phone_->log().write(line); }) {
+    // Before those of the kit, whose work then follows the line.
+    phone_->defaultNotificationCenter().addObserver(
+        kApplicationDidEnterBackgroundNotification, [this] {
+          script_.write({{"event", "applicationDidEnterBackground"}});
+        });
+  }
+
+  Log& log() override { return phone_->log(); }
+  Clock& clock() override { return clock_; }
+  RandomUuids& randomUuids() override { return uuids_; }
+  UserDefaults& standardUserDefaults() override { return store_; }
+  NotificationCenter& defaultNotificationCenter() override {
+    return phone_->defaultNotificationCenter();
+  }
+  Queues& queues() override { return phone_->queues(); }
+  URLConnection& urlConnection() override { return connection_; }
+  JSONSerialization& json() override { return phone_->json(); }
+  ImageDecoder& images() override { return phone_->images(); }
+  LocationService& locationService() override { return locationService_; }
+  Device& device() override { return device_; }
+  Application& application() override { return application_; }
+  WebViews& webViews() override { return phone_->webViews(); }
+
+  void hostCalled(std::string_view operation, const Value& arguments) override {
+    Dictionary line = *arguments.dictionary();
+    line.emplace("call", operation);
+    if (!options_.withIdentity) {
+      if (operation == "initWithAPIKey") withhold(line["APIKey"], "key");
+      if (operation == "setUserId") withhold(line["value"], "user");
+    }
+    script_.write(std::move(line));
+    phone_->hostCalled(operation, arguments);
+  }
+  void buttonTouched(const Button& button) override {
+    auto front = phone_->application().rootViewController();
+    while (front && front->presentedViewController()) front = front->presentedViewController();
+    if (const auto* navigation = dynamic_cast<NavigationController*>(front.get())) {
+      front = navigation->topViewController();
+    }
+    const auto middle = front ? middleOf(button, *front->view()) : std::nullopt;
+    if (middle) script_.write({{"event", "tap"}, {"x", middle->x}, {"y", middle->y}});
+    phone_->buttonTouched(button);
+  }
+
+ private:
+  /// Whether there is a text, and whether it is empty, counts for the kit.
+  static void withhold(Value& value, const char* placeholder) {
+    if (value.text() && !value.text()->empty()) value = placeholder;
+  }
+
+  const std::shared_ptr<Platform> phone_;
+  const RecordingOptions options_;
+  ScriptWriter script_;
+  RecordedClock clock_{phone_->clock(), script_};
+  RecordedUuids uuids_{phone_->randomUuids(), script_};
+  RecordedUserDefaults store_{phone_->standardUserDefaults(), script_};
+  RecordedConnection connection_{phone_->urlConnection(), script_};
+  RecordedLocationService locationService_{phone_->locationService(), script_};
+  RecordedDevice device_{phone_->device(), script_};
+  RecordedApplication application_{phone_->application(), script_};
+};
+
+}  // namespace
+
+std::shared_ptr<Platform> recordedPhone(std::shared_ptr<Platform> phone, const std::string& file,
+                                        RecordingOptions options) {
+  return std::make_shared<RecordedPhone>(std::move(phone), file, options);
+}
+
+}  // namespace korvani::simulator
