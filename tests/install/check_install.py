@@ -68,7 +68,7 @@ def check_static_constructors(library):
 
 
 def check_headers(include):
-    qt = run("pkg-config", "--cflags", "Qt6Core", "Qt6Widgets").split()
+    qt = run("pkg-config", "--cflags", "Qt6Core", "Qt6Widgets").replace("-I", "-isystem ").split()
     for header in sorted(include.glob("korvani/**/*.h")):
         source = f"#include <{header.relative_to(include)}>\n"
         for compiler in ("g++", "clang++"):
