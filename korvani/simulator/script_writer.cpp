@@ -185,7 +185,10 @@ std::string ScriptWriter::text(const Group& group) {
 
 /// Writes what may have changed. Whatever does not change any more is let go of.
 void ScriptWriter::save() {
-  if (!output_) return;
+  if (!output_) {
+    groups_.erase(groups_.begin(), groups_.end() - 1);
+    return;
+  }
   while (groups_.size() > 1 && groups_.front()->missing == 0) {
     const std::string lines = text(*groups_.front());
     std::fseek(output_, static_cast<long>(settled_), SEEK_SET);
