@@ -1,4 +1,5 @@
-// A host's own test, on the installed simulated phone: the kit starts and asks for its configuration.
+// A host's own test, on the installed simulated phone: the kit starts and asks for its
+// configuration.
 #include <korvani/sdk/korvani.h>
 #include <korvani/simulator/simulated_phone.h>
 
