@@ -4,13 +4,6 @@
 
 #include <QApplication>
 
-#ifdef __SANITIZE_ADDRESS__
-// What a connection to a compositor leaves behind when it ends, and the sanitizer itself.
-extern "C" KORVANI_EXPORT const char* __lsan_default_suppressions() {
-  return "leak:libwayland-client\nleak:libubsan\n";
-}
-#endif
-
 #ifdef __SANITIZE_THREAD__
 // Qt is not built for ThreadSanitizer, which sees what Qt's threads allocate and free but not how
 // they wait for each other. Our own code stays under watch, in callbacks of Qt as well.
