@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <latch>
+#include <memory>
 #include <vector>
 
 #include "waiting.h"
@@ -73,18 +74,19 @@ TEST_F(QueuesTest, ADelayedJobIsNeverEarly) {
 
 TEST_F(QueuesTest, JobsThatWaitHoldUpNoOtherAndTakeNoSignals) {
   constexpr int kJobs = 40;
-  std::latch all(kJobs + 1);
+  // A thread may still look at it when all have arrived.
+  const auto all = std::make_shared<std::latch>(kJobs + 1);
   for (int i = 0; i < kJobs; ++i) {
-    queues_.globalQueue(platform::QueuePriority::kDefault).async([&] {
+    queues_.globalQueue(platform::QueuePriority::kDefault).async([all] {
       sigset_t mask;
       ::pthread_sigmask(SIG_BLOCK, nullptr, &mask);
       for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGCHLD}) {
         EXPECT_EQ(::sigismember(&mask, signal), 1);
       }
-      all.arrive_and_wait();
+      all->arrive_and_wait();
     });
   }
-  all.arrive_and_wait();
+  all->arrive_and_wait();
   sigset_t mask;
   ::pthread_sigmask(SIG_BLOCK, nullptr, &mask);
   EXPECT_EQ(::sigismember(&mask, SIGINT), 0);
