@@ -1,11 +1,10 @@
 // Follows UPower's display device, the sum of all batteries.
 #include <korvani/qt/battery.h>
-#include <korvani/qt/when_answered.h>
+#include <korvani/qt/bus_call.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingReply>
-#include <QDBusServiceWatcher>
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -36,23 +35,19 @@ void Battery::subscribe() {
   auto bus = QDBusConnection::systemBus();
   bus.connect(kService, kPath, kProperties, QStringLiteral("PropertiesChanged"), this,
               SLOT(propertiesChanged(QString, QVariantMap, QStringList)));
-  auto* watcher = new QDBusServiceWatcher(
-      kService, bus,
-      QDBusServiceWatcher::WatchForRegistration | QDBusServiceWatcher::WatchForUnregistration,
-      this);
-  connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, [this] { read(); });
-  connect(watcher, &QDBusServiceWatcher::serviceUnregistered, this, [this] { level_ = -1; });
+  followService(bus, kService, this, [this](const QString& owner) {
+    level_ = -1;
+    if (!owner.isEmpty()) read();
+  });
 }
 
 void Battery::read() {
   if (!monitored_) return;
-  auto message =
-      QDBusMessage::createMethodCall(kService, kPath, kProperties, QStringLiteral("GetAll"));
-  message.setArguments({kDevice});
-  whenAnswered(QDBusConnection::systemBus().asyncCall(message), this,
-               [this](const QDBusPendingReply<QVariantMap>& reply) {
-                 if (!reply.isError()) take(reply.value());
-               });
+  call(QDBusConnection::systemBus(),
+       newCall(kService, kPath, kProperties, QStringLiteral("GetAll"), {kDevice}), this,
+       [this](const QDBusPendingReply<QVariantMap>& reply) {
+         if (!reply.isError()) take(reply.value());
+       });
 }
 
 void Battery::propertiesChanged(const QString& interface, const QVariantMap& changed,

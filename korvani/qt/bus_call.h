@@ -1,49 +1,32 @@
-// Calls over D-Bus that never wait for their answer.
+// Calls over D-Bus that never wait for their answer, and services that come and go.
 #pragma once
 
 #include <QDBusConnection>
-#include <QDBusError>
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QObject>
 #include <QString>
 #include <QVariantList>
 #include <functional>
-#include <utility>
+
+class QObject;
 
 namespace korvani::qt {
 
-inline QDBusMessage newCall(const QString& service, const QString& path, const QString& interface,
-                            const QString& method, const QVariantList& arguments = {}) {
-  auto call = QDBusMessage::createMethodCall(service, path, interface, method);
-  call.setArguments(arguments);
-  return call;
-}
-
+QDBusMessage newCall(const QString& service, const QString& path, const QString& interface,
+                     const QString& method, const QVariantList& arguments = {});
+/// One that does not start the service.
+QDBusMessage newQuietCall(const QString& service, const QString& path, const QString& interface,
+                          const QString& method, const QVariantList& arguments = {});
 /// To the bus itself.
-inline QDBusMessage newBusCall(const QString& method, const QVariantList& arguments = {}) {
-  const QString bus = QStringLiteral("org.freedesktop.DBus");
-  return newCall(bus, QStringLiteral("/org/freedesktop/DBus"), bus, method, arguments);
-}
+QDBusMessage newBusCall(const QString& method, const QVariantList& arguments = {});
 
-/// The answer, which may be an error, comes to the thread of `receiver` as long as that lives.
-inline void call(const QDBusConnection& bus, const QDBusMessage& message, QObject* receiver,
-                 std::function<void(const QDBusMessage& answer)> answered) {
-  // Without a connection Qt would answer nothing at all.
-  const auto pending =
-      bus.isConnected()
-          ? bus.asyncCall(message)
-          : QDBusPendingCall::fromError(QDBusError(QDBusError::Disconnected, QString()));
-  auto* watcher = new QDBusPendingCallWatcher(pending, receiver);
-  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, receiver,
-                   [answered = std::move(answered)](QDBusPendingCallWatcher* finished) {
-                     finished->deleteLater();
-                     answered(finished->reply());
-                   });
-}
+/// The answer, which may be an error, comes later, to the thread of `receiver` as long as that
+/// lives. A QDBusPendingReply as the parameter also tells an answer of another type as an error.
+void call(const QDBusConnection& bus, const QDBusMessage& message, QObject* receiver,
+          std::function<void(const QDBusMessage& answer)> answered);
+bool isError(const QDBusMessage& answer);
 
-inline bool isError(const QDBusMessage& answer) {
-  return answer.type() == QDBusMessage::ErrorMessage;
-}
+/// Tells each new owner of the service's name, empty when it has none, as long as `receiver` lives.
+void followService(const QDBusConnection& bus, const QString& service, QObject* receiver,
+                   std::function<void(const QString& owner)> ownerChanged);
 
 }  // namespace korvani::qt

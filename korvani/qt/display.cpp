@@ -1,12 +1,11 @@
 // Follows the hints that logind keeps of the session, and the screen savers of the desktop.
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/display.h>
 #include <korvani/qt/log.h>
-#include <korvani/qt/when_answered.h>
 
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusPendingReply>
-#include <QDBusServiceWatcher>
 #include <utility>
 
 namespace korvani::qt {
@@ -27,15 +26,13 @@ const std::pair<QString, QString> kSavers[] = {
     {QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("/org/gnome/ScreenSaver")},
 };
 
-/// Without an answer of that type nothing happens. Starts no service.
+/// Without an answer of that type nothing happens.
 template <typename Answer>
-void ask(const QDBusConnection& bus, QDBusMessage question, QObject* receiver,
+void ask(const QDBusConnection& bus, const QDBusMessage& question, QObject* receiver,
          std::function<void(const Answer&)> then) {
-  question.setAutoStartService(false);
-  whenAnswered(bus.asyncCall(question), receiver,
-               [then = std::move(then)](const QDBusPendingReply<Answer>& reply) {
-                 if (!reply.isError()) then(reply.value());
-               });
+  call(bus, question, receiver, [then = std::move(then)](const QDBusPendingReply<Answer>& reply) {
+    if (!reply.isError()) then(reply.value());
+  });
 }
 
 }  // namespace
@@ -56,21 +53,17 @@ Display::Display(std::function<void()> turnedOn) : turnedOn_(std::move(turnedOn)
 
 void Display::follow(const QDBusConnection& bus, const QString& service, const QStringList& reasons,
                      std::function<void()> read) {
-  auto* watcher =
-      new QDBusServiceWatcher(service, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
-  connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
-          [this, reasons, read](const QString&, const QString&, const QString& newOwner) {
-            for (const QString& reason : reasons) reasons_.remove(reason);
-            if (!newOwner.isEmpty()) read();
-          });
+  followService(bus, service, this, [this, reasons, read](const QString& owner) {
+    for (const QString& reason : reasons) reasons_.remove(reason);
+    if (!owner.isEmpty()) read();
+  });
   read();
 }
 
 /// The session of this process, or the one that its user looks at. Signals name its true path.
 void Display::findSession() {
-  auto question =
-      QDBusMessage::createMethodCall(kLogind, kManagerPath, kManager, QStringLiteral("GetSession"));
-  question.setArguments({QStringLiteral("auto")});
+  const auto question = newQuietCall(kLogind, kManagerPath, kManager, QStringLiteral("GetSession"),
+                                     {QStringLiteral("auto")});
   ask<QDBusObjectPath>(QDBusConnection::systemBus(), question, this,
                        [this](const QDBusObjectPath& session) {
                          watchSession(session.path());
@@ -90,16 +83,14 @@ void Display::watchSession(const QString& path) {
 }
 
 void Display::readSession() {
-  auto question =
-      QDBusMessage::createMethodCall(kLogind, session_, kProperties, QStringLiteral("GetAll"));
-  question.setArguments({kSession});
+  const auto question =
+      newQuietCall(kLogind, session_, kProperties, QStringLiteral("GetAll"), {kSession});
   ask<QVariantMap>(QDBusConnection::systemBus(), question, this,
                    [this](const QVariantMap& properties) { takeHints(properties); });
 }
 
 void Display::readSaver(const QString& service, const QString& path) {
-  const auto question =
-      QDBusMessage::createMethodCall(service, path, service, QStringLiteral("GetActive"));
+  const auto question = newQuietCall(service, path, service, QStringLiteral("GetActive"));
   ask<bool>(QDBusConnection::sessionBus(), question, this, [this, service](bool active) {
     take({{service, active}});
   });

@@ -1,13 +1,12 @@
 // A location session is opened, started, which asks the user, and closed with the answer.
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/location_permission.h>
 #include <korvani/qt/log.h>
-#include <korvani/qt/when_answered.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusPendingReply>
-#include <QDBusServiceWatcher>
 #include <QVariantMap>
 #include <utility>
 
@@ -22,13 +21,6 @@ const QString kRequest = QStringLiteral("org.freedesktop.portal.Request");
 const QString kResponse = QStringLiteral("Response");
 constexpr uint kGranted = 0;
 
-QDBusPendingCall call(const QString& path, const QString& interface, const QString& method,
-                      const QVariantList& arguments = {}) {
-  auto message = QDBusMessage::createMethodCall(kService, path, interface, method);
-  message.setArguments(arguments);
-  return QDBusConnection::sessionBus().asyncCall(message);
-}
-
 }  // namespace
 
 void LocationPermission::ask() {
@@ -36,19 +28,20 @@ void LocationPermission::ask() {
   watchPortal();
   const QString token = QStringLiteral("korvani%1").arg(++questions_);
   const QVariantMap options{{QStringLiteral("session_handle_token"), token}};
-  whenAnswered(call(kPath, kLocation, QStringLiteral("CreateSession"), {options}), this,
-               [this](const QDBusPendingReply<QDBusObjectPath>& reply) {
-                 if (reply.isError()) return end();
-                 start(reply.value().path());
-               });
+  call(QDBusConnection::sessionBus(),
+       newCall(kService, kPath, kLocation, QStringLiteral("CreateSession"), {options}), this,
+       [this](const QDBusPendingReply<QDBusObjectPath>& reply) {
+         if (reply.isError()) return end();
+         start(reply.value().path());
+       });
 }
 
 /// The answer of a portal that has gone would be waited for in vain.
 void LocationPermission::watchPortal() {
   if (std::exchange(isWatching_, true)) return;
-  auto* watcher = new QDBusServiceWatcher(kService, QDBusConnection::sessionBus(),
-                                          QDBusServiceWatcher::WatchForUnregistration, this);
-  connect(watcher, &QDBusServiceWatcher::serviceUnregistered, this, [this] { end(); });
+  followService(QDBusConnection::sessionBus(), kService, this, [this](const QString& owner) {
+    if (owner.isEmpty()) end();
+  });
 }
 
 void LocationPermission::start(const QString& session) {
@@ -61,10 +54,10 @@ void LocationPermission::start(const QString& session) {
   bus.connect(kService, request_, kRequest, kResponse, this, SLOT(answered(QDBusMessage)));
   const QVariantMap options{{QStringLiteral("handle_token"), token}};
   const QVariantList arguments{QVariant::fromValue(QDBusObjectPath(session)), QString(), options};
-  whenAnswered(call(kPath, kLocation, QStringLiteral("Start"), arguments), this,
-               [this](const QDBusPendingReply<QDBusObjectPath>& reply) {
-                 if (reply.isError()) end();
-               });
+  call(bus, newCall(kService, kPath, kLocation, QStringLiteral("Start"), arguments), this,
+       [this](const QDBusPendingReply<QDBusObjectPath>& reply) {
+         if (reply.isError()) end();
+       });
 }
 
 void LocationPermission::answered(const QDBusMessage& response) {
@@ -77,10 +70,10 @@ void LocationPermission::answered(const QDBusMessage& response) {
 void LocationPermission::end() {
   isOpen_ = false;
   if (session_.isEmpty()) return;
-  QDBusConnection::sessionBus().disconnect(kService, request_, kRequest, kResponse, this,
-                                           SLOT(answered(QDBusMessage)));
-  call(std::exchange(session_, QString()), QStringLiteral("org.freedesktop.portal.Session"),
-       QStringLiteral("Close"));
+  auto bus = QDBusConnection::sessionBus();
+  bus.disconnect(kService, request_, kRequest, kResponse, this, SLOT(answered(QDBusMessage)));
+  bus.send(newCall(kService, std::exchange(session_, QString()),
+                   QStringLiteral("org.freedesktop.portal.Session"), QStringLiteral("Close")));
 }
 
 }  // namespace korvani::qt

@@ -1,13 +1,12 @@
 // The three settings for which desktops are known: the common one, GNOME's and KDE's.
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/motion.h>
 
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusMetaType>
-#include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QDBusServiceWatcher>
 #include <QDBusVariant>
 #include <QMap>
 #include <QStyle>
@@ -51,13 +50,10 @@ void Motion::follow() {
   qDBusRegisterMetaType<Groups>();
   bus.connect(kPortal, kPath, kSettings, QStringLiteral("SettingChanged"), this,
               SLOT(settingChanged(QDBusMessage)));
-  auto* watcher =
-      new QDBusServiceWatcher(kPortal, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
-  connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
-          [this](const QString&, const QString&, const QString& newOwner) {
-            reasons_.clear();
-            if (!newOwner.isEmpty()) read();
-          });
+  followService(bus, kPortal, this, [this](const QString& owner) {
+    reasons_.clear();
+    if (!owner.isEmpty()) read();
+  });
   read();
 }
 
@@ -69,24 +65,20 @@ int Motion::slideMilliseconds() const {
 }
 
 void Motion::read() {
-  auto question =
-      QDBusMessage::createMethodCall(kPortal, kPath, kSettings, QStringLiteral("ReadAll"));
   QStringList groups;
   for (const Setting& setting : kKnown) groups.push_back(setting.group);
-  question.setArguments({groups});
-  question.setAutoStartService(false);
-  auto* watcher =
-      new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(question), this);
-  connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
-    watcher->deleteLater();
-    const QDBusPendingReply<Groups> reply = *watcher;
-    if (reply.isError()) return;
-    const Groups answer = reply.value();
-    for (const Setting& setting : kKnown) {
-      const auto group = answer.value(setting.group);
-      if (group.contains(setting.key)) take(setting.group, setting.key, group.value(setting.key));
-    }
-  });
+  const auto question =
+      newQuietCall(kPortal, kPath, kSettings, QStringLiteral("ReadAll"), {groups});
+  call(QDBusConnection::sessionBus(), question, this,
+       [this](const QDBusPendingReply<Groups>& reply) {
+         if (reply.isError()) return;
+         const Groups answer = reply.value();
+         for (const Setting& setting : kKnown) {
+           const auto group = answer.value(setting.group);
+           if (group.contains(setting.key))
+             take(setting.group, setting.key, group.value(setting.key));
+         }
+       });
 }
 
 void Motion::settingChanged(const QDBusMessage& signal) {

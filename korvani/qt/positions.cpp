@@ -1,12 +1,11 @@
 // Keeps a source of Qt Positioning running, and what it last said.
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/log.h>
 #include <korvani/qt/positions.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QDBusServiceWatcher>
 #include <QGuiApplication>
 #include <QVariantMap>
 #include <algorithm>
@@ -83,26 +82,19 @@ void Positions::wakeGeoClue() {
   auto bus = QDBusConnection::systemBus();
   if (bus.isConnected() && !std::exchange(isWatchingGeoClue_, true)) {
     // Qt's source does not notice.
-    auto* owner =
-        new QDBusServiceWatcher(kGeoClue, bus, QDBusServiceWatcher::WatchForUnregistration, this);
-    connect(owner, &QDBusServiceWatcher::serviceUnregistered, this,
-            [this] { sourceFailed(QGeoPositionInfoSource::ClosedError); });
+    followService(bus, kGeoClue, this, [this](const QString& owner) {
+      if (owner.isEmpty()) sourceFailed(QGeoPositionInfoSource::ClosedError);
+    });
   }
-  auto question =
-      QDBusMessage::createMethodCall(kGeoClue, kManagerPath, kProperties, QStringLiteral("Get"));
-  question.setArguments({kManager, QStringLiteral("AvailableAccuracyLevel")});
-  auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(question), this);
-  connect(watcher, &QDBusPendingCallWatcher::finished, this,
-          [this](QDBusPendingCallWatcher* finished) {
-            isWaking_ = false;
-            finished->deleteLater();
-            if (!isStarted_) return;
-            const QDBusError::ErrorType error = finished->error().type();
-            if (error == QDBusError::NoReply || error == QDBusError::TimedOut) {
-              return failAndRetry(kSilent);
-            }
-            openSystemSource(!finished->isError());
-          });
+  const auto question = newCall(kGeoClue, kManagerPath, kProperties, QStringLiteral("Get"),
+                                {kManager, QStringLiteral("AvailableAccuracyLevel")});
+  call(bus, question, this, [this](const QDBusPendingReply<>& reply) {
+    isWaking_ = false;
+    if (!isStarted_) return;
+    const QDBusError::ErrorType error = reply.error().type();
+    if (error == QDBusError::NoReply || error == QDBusError::TimedOut) return failAndRetry(kSilent);
+    openSystemSource(!reply.isError());
+  });
 }
 
 /// Another source than GeoClue's may be there even without GeoClue.

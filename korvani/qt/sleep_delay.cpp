@@ -1,12 +1,11 @@
 // A delay inhibitor of logind: a descriptor that is closed when the machine may sleep.
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/log.h>
 #include <korvani/qt/sleep_delay.h>
-#include <korvani/qt/when_answered.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingReply>
-#include <QDBusServiceWatcher>
 #include <QGuiApplication>
 #include <utility>
 
@@ -35,30 +34,25 @@ void SleepDelay::watchLogind() {
   auto bus = QDBusConnection::systemBus();
   bus.connect(kLogind, kPath, kManager, QStringLiteral("PrepareForSleep"), this,
               SLOT(prepareForSleep(bool)));
-  auto* watcher =
-      new QDBusServiceWatcher(kLogind, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
-  connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
-          [this](const QString&, const QString&, const QString& newOwner) {
-            delay_ = {};
-            isFallingAsleep_ = false;
-            if (!newOwner.isEmpty()) askForDelay();
-          });
+  followService(bus, kLogind, this, [this](const QString& owner) {
+    delay_ = {};
+    isFallingAsleep_ = false;
+    if (!owner.isEmpty()) askForDelay();
+  });
 }
 
 void SleepDelay::askForDelay() {
   if (!isWanted_ || isAsking_ || isFallingAsleep_ || delay_.isValid()) return;
   isAsking_ = true;
-  auto question =
-      QDBusMessage::createMethodCall(kLogind, kPath, kManager, QStringLiteral("Inhibit"));
-  question.setArguments({QStringLiteral("sleep"), QGuiApplication::applicationDisplayName(),
-                         QStringLiteral("Work in the background is being ended"),
-                         QStringLiteral("delay")});
-  question.setAutoStartService(false);
-  whenAnswered(QDBusConnection::systemBus().asyncCall(question), this,
-               [this](const QDBusPendingCall& answer) { takeAnswer(answer); });
+  const auto question = newQuietCall(
+      kLogind, kPath, kManager, QStringLiteral("Inhibit"),
+      {QStringLiteral("sleep"), QGuiApplication::applicationDisplayName(),
+       QStringLiteral("Work in the background is being ended"), QStringLiteral("delay")});
+  call(QDBusConnection::systemBus(), question, this,
+       [this](const QDBusMessage& answer) { takeAnswer(answer); });
 }
 
-void SleepDelay::takeAnswer(const QDBusPendingCall& answer) {
+void SleepDelay::takeAnswer(const QDBusMessage& answer) {
   isAsking_ = false;
   const QDBusPendingReply<QDBusUnixFileDescriptor> reply = answer;
   if (!reply.isError()) {

@@ -6,7 +6,7 @@
 #include <functional>
 #include <utility>
 
-class QDBusPendingCall;
+class QDBusMessage;
 
 namespace korvani::qt {
 
@@ -26,7 +26,7 @@ class SleepDelay final : public QObject {
  private:
   void watchLogind();
   void askForDelay();
-  void takeAnswer(const QDBusPendingCall& answer);
+  void takeAnswer(const QDBusMessage& answer);
 
   Q_SLOT void prepareForSleep(bool isNear);
 

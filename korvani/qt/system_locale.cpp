@@ -1,7 +1,7 @@
 // Reads the environment anew at each question, as QLocale::system() keeps what it has read first;
 // follows systemd's localed, which desktops have change the system's settings.
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/system_locale.h>
-#include <korvani/qt/when_answered.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -48,20 +48,18 @@ void SystemLocale::propertiesChanged(const QString& interface, const QVariantMap
 }
 
 void SystemLocale::readSettings() {
-  auto question =
-      QDBusMessage::createMethodCall(kLocaled, kPath, kProperties, QStringLiteral("Get"));
-  question.setArguments({kLocaled, kLocale});
-  whenAnswered(QDBusConnection::systemBus().asyncCall(question), this,
-               [this](const QDBusPendingReply<QDBusVariant>& reply) {
-                 if (reply.isError()) return;
-                 settings_.emplace();
-                 // "LANG=fr_FR.UTF-8"
-                 for (const QString& line : reply.value().variant().toStringList()) {
-                   const QByteArray text = line.toUtf8();
-                   const qsizetype middle = text.indexOf('=');
-                   if (middle > 0) settings_->insert(text.left(middle), text.mid(middle + 1));
-                 }
-               });
+  call(QDBusConnection::systemBus(),
+       newCall(kLocaled, kPath, kProperties, QStringLiteral("Get"), {kLocaled, kLocale}), this,
+       [this](const QDBusPendingReply<QDBusVariant>& reply) {
+         if (reply.isError()) return;
+         settings_.emplace();
+         // "LANG=fr_FR.UTF-8"
+         for (const QString& line : reply.value().variant().toStringList()) {
+           const QByteArray text = line.toUtf8();
+           const qsizetype middle = text.indexOf('=');
+           if (middle > 0) settings_->insert(text.left(middle), text.mid(middle + 1));
+         }
+       });
 }
 
 }  // namespace korvani::qt

@@ -5,6 +5,7 @@
 #include <korvani/qt/bus_call.h>
 
 #include <QDBusArgument>
+#include <QDBusPendingCall>
 #include <QDBusVariant>
 #include <QStringList>
 #include <QVariantMap>

@@ -3,8 +3,6 @@
 
 #include <QDBusArgument>
 #include <QDBusObjectPath>
-#include <QDBusPendingCallWatcher>
-#include <QDBusServiceWatcher>
 #include <algorithm>
 #include <utility>
 
@@ -12,8 +10,6 @@ namespace korvani::qt::bluetooth {
 
 namespace {
 
-const QString kBus = QStringLiteral("org.freedesktop.DBus");
-const QString kBusPath = QStringLiteral("/org/freedesktop/DBus");
 const QString kRoot = QStringLiteral("/");
 
 void merge(const QVariantMap& properties, Adapter& adapter) {
@@ -56,26 +52,17 @@ void Adapters::watch() {
   subscribe(QStringLiteral("/org/freedesktop/DBus/Local"),
             QStringLiteral("org.freedesktop.DBus.Local"), "Disconnected", QString(),
             [this](const QDBusMessage&) { setDaemon(QString()); });
-  auto* watcher =
-      new QDBusServiceWatcher(kService, bus_, QDBusServiceWatcher::WatchForOwnerChange, this);
-  connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
-          [this](const QString&, const QString&, const QString& owner) { setDaemon(owner); });
+  followService(bus_, kService, this, [this](const QString& owner) { setDaemon(owner); });
   askForDaemon();
 }
 
 void Adapters::askForDaemon() {
-  auto question =
-      QDBusMessage::createMethodCall(kBus, kBusPath, kBus, QStringLiteral("GetNameOwner"));
-  question.setArguments({kService});
-  auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(question), this);
-  connect(watcher, &QDBusPendingCallWatcher::finished, this,
-          [this](QDBusPendingCallWatcher* finished) {
-            finished->deleteLater();
-            // What was signalled meanwhile is newer.
-            if (knowsDaemon_) return;
-            const QDBusMessage answer = finished->reply();
-            setDaemon(isError(answer) ? QString() : answer.arguments().value(0).toString());
-          });
+  qt::call(bus_, newBusCall(QStringLiteral("GetNameOwner"), {kService}), this,
+           [this](const QDBusMessage& answer) {
+             // What was signalled meanwhile is newer.
+             if (knowsDaemon_) return;
+             setDaemon(isError(answer) ? QString() : answer.arguments().value(0).toString());
+           });
 }
 
 void Adapters::setDaemon(const QString& name) {

@@ -14,25 +14,19 @@ constexpr qsizetype kLongestText = 200;
 /// recover by itself, and shorter than the silence after which a region counts as left.
 constexpr int kMostRefusals = 5;
 
-QDBusMessage callMessage(const QString& path, const QString& interface, const QString& method,
-                         const QVariantList& arguments) {
-  auto message = newCall(kService, path, interface, method, arguments);
-  // Who stopped the daemon has a reason.
-  message.setAutoStartService(false);
-  return message;
-}
-
 }  // namespace
 
 void call(const QDBusConnection& bus, const QString& path, const QString& interface,
           const QString& method, const QVariantList& arguments, QObject* receiver,
           Answered answered) {
-  qt::call(bus, callMessage(path, interface, method, arguments), receiver, std::move(answered));
+  // Who stopped the daemon has a reason.
+  qt::call(bus, newQuietCall(kService, path, interface, method, arguments), receiver,
+           std::move(answered));
 }
 
 void tell(const QDBusConnection& bus, const QString& path, const QString& interface,
           const QString& method, const QVariantList& arguments) {
-  bus.send(callMessage(path, interface, method, arguments));
+  bus.send(newQuietCall(kService, path, interface, method, arguments));
 }
 
 bool isError(const QDBusMessage& answer, const char* name) {

@@ -22,10 +22,6 @@ const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
 /// The first version of the portal that knows sounds.
 constexpr uint kVersionWithSound = 2;
 
-QDBusMessage portalCall(const char* method, const QVariantList& arguments) {
-  return newCall(kPortal, kPath, kNotification, method, arguments);
-}
-
 /// In Qt's terms, as descriptors are not taken into a QDBusArgument of our own making.
 struct SoundFile {
   QString kind = QStringLiteral("file-descriptor");
@@ -91,8 +87,9 @@ void PortalService::add(const Posting& posting, bool takesSound, const Answered&
       {QStringLiteral("default-action-target"), posting.id},
   };
   if (takesSound) notification.insert(QStringLiteral("sound"), portalSound(posting.soundFile));
-  call(QDBusConnection::sessionBus(), portalCall("AddNotification", {posting.id, notification}),
-       this, [=, this](const QDBusMessage& answer) {
+  call(QDBusConnection::sessionBus(),
+       newCall(kPortal, kPath, kNotification, "AddNotification", {posting.id, notification}), this,
+       [=, this](const QDBusMessage& answer) {
          if (!isError(answer)) return answered(kPortal);
          if (!takesSound || posting.soundFile.isEmpty()) return answered(QString());
          // Perhaps the sound is of a kind that the portal does not play.
@@ -101,9 +98,8 @@ void PortalService::add(const Posting& posting, bool takesSound, const Answered&
 }
 
 void PortalService::withdraw(const QString& id) {
-  auto remove = portalCall("RemoveNotification", {id});
-  remove.setAutoStartService(false);
-  QDBusConnection::sessionBus().send(remove);
+  QDBusConnection::sessionBus().send(
+      newQuietCall(kPortal, kPath, kNotification, "RemoveNotification", {id}));
 }
 
 // Ids cannot be guessed, so it does not matter who says it.

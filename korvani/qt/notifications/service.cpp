@@ -1,4 +1,5 @@
 // What the services have in common: each has a name on the session bus.
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/notifications/service.h>
 
 #include <QDBusConnection>
@@ -11,10 +12,9 @@ void Service::listen(Listener listener) {
   listener_ = std::move(listener);
   const auto bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) return;
-  watcher_ = std::make_unique<QDBusServiceWatcher>(busName_, bus,
-                                                   QDBusServiceWatcher::WatchForRegistration);
-  QObject::connect(watcher_.get(), &QDBusServiceWatcher::serviceRegistered, this,
-                   [this] { listener_.arrived(); });
+  followService(bus, busName_, this, [this](const QString& owner) {
+    if (!owner.isEmpty()) listener_.arrived();
+  });
   subscribe();
 }
 

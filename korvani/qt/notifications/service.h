@@ -1,11 +1,9 @@
 // What shows local notifications outside the host's window: one of the services of a desktop.
 #pragma once
 
-#include <QDBusServiceWatcher>
 #include <QObject>
 #include <QString>
 #include <functional>
-#include <memory>
 
 namespace korvani::qt::notifications {
 
@@ -52,7 +50,6 @@ class Service : public QObject {
 
   const QString busName_;
   Listener listener_;
-  std::unique_ptr<QDBusServiceWatcher> watcher_;
 };
 
 /// The title of every notification.
