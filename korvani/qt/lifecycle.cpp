@@ -66,6 +66,7 @@ void Lifecycle::look() {
   hadWindow_ = hadWindow_ || anyWindowIsShown();
   const bool hasFocus = QGuiApplication::applicationState() == Qt::ApplicationActive;
   if (hasFocus || anyWindowIsExposed()) framesRefused_ = 0;
+  const bool lostFocus = std::exchange(hadFocus_, hasFocus) && !hasFocus;
   const bool wasInBackground = std::exchange(inBackground_, isInBackground());
   const bool isUncertain = hadWindow_ && !hasFocus && !inBackground_ &&
                            QGuiApplication::platformName().startsWith(u"wayland");
@@ -79,10 +80,10 @@ void Lifecycle::look() {
     if (!wasInBackground) enteredBackground_();
     return;
   }
-  // A window that returns is seen, whether it takes the focus or not.
+  if (lostFocus) active_ = false;
+  // A window that returns is seen, whether it takes the focus then, later or not at all.
   const bool active = hasFocus || wasInBackground;
-  if (active && !std::exchange(active_, true)) return becameActive_();
-  if (!hasFocus && !wasInBackground) active_ = false;
+  if (active && !std::exchange(active_, true)) becameActive_();
 }
 
 bool Lifecycle::isInBackground() const {

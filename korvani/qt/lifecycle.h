@@ -28,6 +28,7 @@ class Lifecycle final : public QObject {
   bool hadWindow_ = false;
   bool inBackground_ = false;
   bool active_ = false;
+  bool hadFocus_ = false;
   /// Asks a Wayland compositor for frames while the application is without the focus.
   QTimer probing_;
   int framesRefused_ = 0;

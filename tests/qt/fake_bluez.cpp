@@ -35,7 +35,11 @@ FakeBluez::FakeBluez(DBusObjects objects)
   bus_.registerService(kService);
 }
 
-FakeBluez::~FakeBluez() { QDBusConnection::disconnectFromBus(kBus); }
+FakeBluez::~FakeBluez() {
+  // At once, for the next one: the connection itself closes later.
+  bus_.unregisterService(kService);
+  QDBusConnection::disconnectFromBus(kBus);
+}
 
 DBusInterfaces FakeBluez::adapter(bool isPowered, bool hasMonitors) {
   DBusInterfaces interfaces{
