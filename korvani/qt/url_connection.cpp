@@ -1,8 +1,14 @@
 // The thread that drives all transfers, and the two ways to ask it for one.
+#include <fcntl.h>
 #include <korvani/qt/threads.h>
 #include <korvani/qt/url_connection.h>
+#include <sys/socket.h>
 
 #include <condition_variable>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <system_error>
 
 namespace korvani::qt {
 
@@ -32,6 +38,32 @@ class Awaited {
   std::condition_variable arrived_;
   std::optional<platform::URLResponse> response_;
 };
+
+/// The sockets between threads that the host's children would inherit.
+std::set<int> inheritedPairs() {
+  std::set<int> found;
+  std::error_code failed;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", failed)) {
+    const int descriptor = std::atoi(entry.path().filename().c_str());
+    int domain = 0;
+    socklen_t size = sizeof domain;
+    if (::getsockopt(descriptor, SOL_SOCKET, SO_DOMAIN, &domain, &size) == 0 && domain == AF_UNIX &&
+        ::fcntl(descriptor, F_GETFD) == 0) {
+      found.insert(descriptor);
+    }
+  }
+  return found;
+}
+
+/// What libcurl wakes its threads by is open to children, unlike the sockets that we make for it.
+CURLM* newMulti() {
+  const std::set<int> before = inheritedPairs();
+  CURLM* const multi = libCurl().multi_init();
+  for (const int descriptor : inheritedPairs()) {
+    if (!before.contains(descriptor)) ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  }
+  return multi;
+}
 
 }  // namespace
 
@@ -118,7 +150,7 @@ bool URLConnection::begin(Makers& submitted) {
   const bool isAble = libCurl().isLoaded;
   const std::lock_guard lock(mutex_);
   if (isAble) {
-    multi_ = libCurl().multi_init();
+    multi_ = newMulti();
     for (const auto& [from, to] : mappedHosts_) {
       mapping_ = libCurl().slist_append(mapping_, (from + ":" + to).c_str());
     }
