@@ -4,6 +4,7 @@ import argparse
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -76,32 +77,45 @@ def check_headers(include):
                 "-x", "c++", "-", input=source)
 
 
-def check_hosts(prefix, folder):
-    """By find_package and by pkg-config; the host of the core alone brings nothing of Qt along."""
-    environment = dict(os.environ, PKG_CONFIG_PATH=str(prefix / "lib/pkgconfig"))
-    run("cmake", "-S", HERE, "-B", folder / "found", "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={prefix}",
-        f"-DEXAMPLES={ROOT / 'examples'}")
-    run("cmake", "--build", folder / "found")
-    check("Qt" not in run("ldd", folder / "found/core_host"), "a host of the core has nothing of Qt")
-    print(run(folder / "found/core_host"), end="")
-    flags = run("pkg-config", "--cflags", "--libs", "korvani-qt", env=environment).split()
-    run("g++", "-std=c++20", "-fPIC", ROOT / "examples/widgets_host.cpp", "-o",
-        folder / "widgets_host", *flags, f"-Wl,-rpath,{prefix}/lib")
-    for host in (folder / "found/widgets_host", folder / "widgets_host"):
-        starts_and_ends(host, folder)
-    run(prefix / "bin/korvani-replay", "--help")
+def reader(prefix, folder):
+    """What somebody has who installed the packages, and knows nothing else of this machine."""
+    settings = dict(HOME=folder, XDG_CONFIG_HOME=folder / "config", XDG_RUNTIME_DIR=folder,
+                    PATH=f"{prefix}/bin:{os.environ['PATH']}", LD_LIBRARY_PATH=prefix / "lib",
+                    CMAKE_PREFIX_PATH=prefix, PKG_CONFIG_PATH=prefix / "lib/pkgconfig",
+                    QT_QPA_PLATFORM="xcb", QTWEBENGINE_DISABLE_SANDBOX="1", no_proxy="*")
+    return os.environ | {name: str(value) for name, value in settings.items()}
 
 
-def starts_and_ends(host, folder):
-    """Until the kit has said something; the service is not there, which it says."""
-    environment = dict(os.environ, QT_QPA_PLATFORM="offscreen", XDG_CONFIG_HOME=str(folder / "home"),
-                       no_proxy="*", DBUS_SESSION_BUS_ADDRESS="unix:path=/nowhere",
-                       DBUS_SYSTEM_BUS_ADDRESS="unix:path=/nowhere")
-    process = subprocess.Popen([host], env=environment, stderr=subprocess.PIPE, text=True)
-    said = any("request configuration" in line for line in process.stderr)
-    process.terminate()
-    process.wait()
-    check(said, f"{host} asks for its configuration")
+def follow(guide, folder):
+    """Makes the files that the guide shows under their names, and returns the commands."""
+    text = (ROOT / "docs" / guide).read_text()
+    folder.mkdir()
+    for name, content in re.findall(r"`([\w.]+)`:\n\n```\w+\n(.*?)^```$", text, re.M | re.S):
+        (folder / name).write_text(content)
+    commands = "".join(re.findall(r"^```sh\n(.*?)^```$", text, re.M | re.S))
+    check(commands, f"{guide} has commands")
+    return ["bash", "-ec", "trap 'jobs -p | xargs -r kill' EXIT\n" + commands]
+
+
+def check_start(prefix, folder):
+    """On a desktop whose user opens each notification, until the page and the confirmation have
+    reached the service."""
+    commands = follow("start.md", folder)
+    click = folder / "click"
+    click.write_text("#!/bin/sh\nexec dunstctl action\n")
+    click.chmod(0o755)
+    dunst = folder / "config/dunst"
+    dunst.mkdir(parents=True)
+    (dunst / "dunstrc").write_text(f'[all]\nsummary = "*"\nscript = {click}\n')
+    missing, said = {"hello.html", "confirm"}, ""
+    with subprocess.Popen(["xvfb-run", "--auto-servernum", "dbus-run-session", *commands],
+                          cwd=folder, env=reader(prefix, folder), start_new_session=True, text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT) as session:
+        while missing and (line := session.stdout.readline()):
+            missing -= {name for name in missing if f'"endpoint":"{name}"' in line}
+            said += line
+        os.killpg(session.pid, signal.SIGTERM)
+    check(not missing, f"the service is asked for {missing}:\n{said}")
 
 
 def main():
@@ -115,7 +129,7 @@ def main():
         check_exports(prefix / "lib")
         check_static_constructors(prefix / "lib/libkorvani.so.0")
         check_headers(prefix / "include")
-        check_hosts(prefix, folder)
+        check_start(prefix, folder / "start")
 
 
 if __name__ == "__main__":
