@@ -97,6 +97,11 @@ def follow(guide, folder):
     return ["bash", "-ec", "trap 'jobs -p | xargs -r kill' EXIT\n" + commands]
 
 
+def check_testing(prefix, folder):
+    run(*follow("testing.md", folder), cwd=folder, env=reader(prefix, folder))
+    check("Qt" not in run("ldd", folder / "build/shop_test"), "a host of the core has nothing of Qt")
+
+
 def check_start(prefix, folder):
     """On a desktop whose user opens each notification, until the page and the confirmation have
     reached the service."""
@@ -129,6 +134,7 @@ def main():
         check_exports(prefix / "lib")
         check_static_constructors(prefix / "lib/libkorvani.so.0")
         check_headers(prefix / "include")
+        check_testing(prefix, folder / "testing")
         check_start(prefix, folder / "start")
 
 
