@@ -9,7 +9,8 @@ packages=(
   qml6-module-qtqml-models qml6-module-qtqml-workerscript
   libcurl4-openssl-dev libpng-dev nlohmann-json3-dev libcpp-httplib-dev libcli11-dev
   libgtest-dev libgmock-dev python3 python3-dbusmock dbus tzdata sway qt6-wayland
-  dunst xvfb xauth chromium chromium-driver doxygen
+  dunst xvfb xauth chromium chromium-driver
+  doxygen help2man bash-completion
 )
 
 # A descriptor 0 that the caller closed would be taken by the first file that a program opens.

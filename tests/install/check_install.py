@@ -77,6 +77,24 @@ def check_headers(include):
                 "-x", "c++", "-", input=source)
 
 
+def check_tools(prefix):
+    """Each tells its version, refuses what it does not know, has a manual page, and is completed."""
+    version = re.search(r'_STRING "(.*)"', (ROOT / "korvani/sdk/version.h").read_text())[1]
+    for tool in sorted((prefix / "bin").iterdir()):
+        name = tool.name
+        check(run(tool, "--version") == f"{name} {version}\n", f"{name} tells its version")
+        refused = subprocess.run([tool, "--none"], capture_output=True)
+        check(refused.returncode == 2 and refused.stderr and not refused.stdout, f"{name} refuses")
+        page = (prefix / f"share/man/man1/{name}.1").read_text()
+        check(f"{name} \\- " in page and "\\-\\-version" in page, f"{name} has a manual page")
+        found = run("bash", "-c", f"""source /usr/share/bash-completion/bash_completion
+            source {prefix}/share/bash-completion/completions/{name}
+            complete -p {name}
+            COMP_WORDS=({tool} --vers) COMP_CWORD=1 COMP_LINE='{tool} --vers' COMP_POINT=${{#COMP_LINE}}
+            _longopt {tool} --vers {tool}; echo "${{COMPREPLY[@]}}" """)
+        check(found == f"complete -F _longopt {name}\n--version\n", f"{name} is completed: {found}")
+
+
 def reader(prefix, folder):
     """What somebody has who installed the packages, and knows nothing else of this machine."""
     settings = dict(HOME=folder, XDG_CONFIG_HOME=folder / "config", XDG_RUNTIME_DIR=folder,
@@ -134,6 +152,7 @@ def main():
         check_exports(prefix / "lib")
         check_static_constructors(prefix / "lib/libkorvani.so.0")
         check_headers(prefix / "include")
+        check_tools(prefix)
         check_testing(prefix, folder / "testing")
         check_start(prefix, folder / "start")
 
