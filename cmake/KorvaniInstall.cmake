@@ -50,9 +50,23 @@ function(korvani_install_library target)
           DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
 endfunction()
 
+# korvani_install_program(target SAYS description): with completion for bash, and with a manual page
+# where help2man is there to make it. Both are made of what the program says of itself with --help.
+find_program(HELP2MAN help2man)
 function(korvani_install_program target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "SAYS" "")
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_of_programs}")
   install(TARGETS ${target} RUNTIME COMPONENT tools)
+  install(FILES "${PROJECT_SOURCE_DIR}/tools/completion.bash" RENAME ${target}
+          DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT tools)
+  if(HELP2MAN AND NOT KORVANI_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
+    set(page "${CMAKE_CURRENT_BINARY_DIR}/${target}.1")
+    add_custom_command(OUTPUT "${page}"
+      COMMAND ${HELP2MAN} --no-info --name ${arg_SAYS} --output "${page}" $<TARGET_FILE:${target}>
+      DEPENDS ${target} VERBATIM)
+    add_custom_target(${target}-page ALL DEPENDS "${page}")
+    install(FILES "${page}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
+  endif()
 endfunction()
 
 configure_package_config_file(cmake/KorvaniConfig.cmake.in KorvaniConfig.cmake

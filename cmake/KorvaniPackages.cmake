@@ -43,11 +43,13 @@ if(KORVANI_BUILD_QT)
     RECOMMENDS libkorvani-web0
     SAYS "The Linux phone that the kit runs on")
   list(APPEND needed_to_build libkorvani-qt0)
+  set(recommended_to_build qt6-base-dev)
 endif()
 if(KORVANI_BUILD_WEB)
   korvani_package(web NAME libkorvani-web0 SECTION libs NEEDS libkorvani-qt0
     SAYS "The plug-in of the Linux phone that shows web pages")
 endif()
 korvani_package(dev NAME libkorvani-dev SECTION libdevel NEEDS ${needed_to_build}
+  RECOMMENDS ${recommended_to_build}
   SAYS "What hosts of the kit are built with")
 include(CPack)

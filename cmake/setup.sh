@@ -10,6 +10,7 @@ packages=(
   libcurl4-openssl-dev libpng-dev nlohmann-json3-dev libcpp-httplib-dev libcli11-dev
   libgtest-dev libgmock-dev python3 python3-dbusmock dbus tzdata sway qt6-wayland
   dunst xvfb xauth chromium chromium-driver
+  doxygen help2man bash-completion
 )
 
 # A descriptor 0 that the caller closed would be taken by the first file that a program opens.

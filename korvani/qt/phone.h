@@ -25,6 +25,7 @@ class QWidget;
 
 namespace korvani::qt {
 
+/// What a host may choose; all of it may be left as it is.
 struct PhoneOptions {
   /// Beacons, and the way past them that the phone takes from its creation on, in place of what its
   /// radio hears; docs/radio.md tells the form. Empty: the radio.

@@ -57,6 +57,7 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   static void requestLocalizationAndNotificationsAuthorization();
   /// The host has gone into the background: the kit asks for time to run there.
   static void didEnterBackground();
+  /// The host is in front again.
   static void didBecomeActive();
   /// The user opened a local notification with this user information. Content is shown, and the
   /// opening is confirmed to the service. Anything but a dictionary is ignored.

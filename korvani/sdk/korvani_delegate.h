@@ -5,6 +5,7 @@
 
 namespace korvani {
 
+/// Given to `Korvani::setDelegate`, which holds it weakly.
 class KorvaniDelegate {
  public:
   virtual ~KorvaniDelegate() = default;

@@ -4,6 +4,7 @@ import argparse
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -76,32 +77,68 @@ def check_headers(include):
                 "-x", "c++", "-", input=source)
 
 
-def check_hosts(prefix, folder):
-    """By find_package and by pkg-config; the host of the core alone brings nothing of Qt along."""
-    environment = dict(os.environ, PKG_CONFIG_PATH=str(prefix / "lib/pkgconfig"))
-    run("cmake", "-S", HERE, "-B", folder / "found", "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={prefix}",
-        f"-DEXAMPLES={ROOT / 'examples'}")
-    run("cmake", "--build", folder / "found")
-    check("Qt" not in run("ldd", folder / "found/core_host"), "a host of the core has nothing of Qt")
-    print(run(folder / "found/core_host"), end="")
-    flags = run("pkg-config", "--cflags", "--libs", "korvani-qt", env=environment).split()
-    run("g++", "-std=c++20", "-fPIC", ROOT / "examples/widgets_host.cpp", "-o",
-        folder / "widgets_host", *flags, f"-Wl,-rpath,{prefix}/lib")
-    for host in (folder / "found/widgets_host", folder / "widgets_host"):
-        starts_and_ends(host, folder)
-    run(prefix / "bin/korvani-replay", "--help")
+def check_tools(prefix):
+    """Each tells its version, refuses what it does not know, has a manual page, and is completed."""
+    version = re.search(r'_STRING "(.*)"', (ROOT / "korvani/sdk/version.h").read_text())[1]
+    for tool in sorted((prefix / "bin").iterdir()):
+        name = tool.name
+        check(run(tool, "--version") == f"{name} {version}\n", f"{name} tells its version")
+        refused = subprocess.run([tool, "--none"], capture_output=True)
+        check(refused.returncode == 2 and refused.stderr and not refused.stdout, f"{name} refuses")
+        page = (prefix / f"share/man/man1/{name}.1").read_text()
+        check(f"{name} \\- " in page and "\\-\\-version" in page, f"{name} has a manual page")
+        found = run("bash", "-c", f"""source /usr/share/bash-completion/bash_completion
+            source {prefix}/share/bash-completion/completions/{name}
+            complete -p {name}
+            COMP_WORDS=({tool} --vers) COMP_CWORD=1 COMP_LINE='{tool} --vers' COMP_POINT=${{#COMP_LINE}}
+            _longopt {tool} --vers {tool}; echo "${{COMPREPLY[@]}}" """)
+        check(found == f"complete -F _longopt {name}\n--version\n", f"{name} is completed: {found}")
 
 
-def starts_and_ends(host, folder):
-    """Until the kit has said something; the service is not there, which it says."""
-    environment = dict(os.environ, QT_QPA_PLATFORM="offscreen", XDG_CONFIG_HOME=str(folder / "home"),
-                       no_proxy="*", DBUS_SESSION_BUS_ADDRESS="unix:path=/nowhere",
-                       DBUS_SYSTEM_BUS_ADDRESS="unix:path=/nowhere")
-    process = subprocess.Popen([host], env=environment, stderr=subprocess.PIPE, text=True)
-    said = any("request configuration" in line for line in process.stderr)
-    process.terminate()
-    process.wait()
-    check(said, f"{host} asks for its configuration")
+def reader(prefix, folder):
+    """What somebody has who installed the packages, and knows nothing else of this machine."""
+    settings = dict(HOME=folder, XDG_CONFIG_HOME=folder / "config", XDG_RUNTIME_DIR=folder,
+                    PATH=f"{prefix}/bin:{os.environ['PATH']}", LD_LIBRARY_PATH=prefix / "lib",
+                    CMAKE_PREFIX_PATH=prefix, PKG_CONFIG_PATH=prefix / "lib/pkgconfig",
+                    QT_QPA_PLATFORM="xcb", QTWEBENGINE_DISABLE_SANDBOX="1", no_proxy="*")
+    return os.environ | {name: str(value) for name, value in settings.items()}
+
+
+def follow(guide, folder):
+    """Makes the files that the guide shows under their names, and returns the commands."""
+    text = (ROOT / "docs" / guide).read_text()
+    folder.mkdir()
+    for name, content in re.findall(r"`([\w.]+)`:\n\n```\w+\n(.*?)^```$", text, re.M | re.S):
+        (folder / name).write_text(content)
+    commands = "".join(re.findall(r"^```sh\n(.*?)^```$", text, re.M | re.S))
+    check(commands, f"{guide} has commands")
+    return ["bash", "-ec", "trap 'jobs -p | xargs -r kill' EXIT\n" + commands]
+
+
+def check_testing(prefix, folder):
+    run(*follow("testing.md", folder), cwd=folder, env=reader(prefix, folder))
+    check("Qt" not in run("ldd", folder / "build/shop_test"), "a host of the core has nothing of Qt")
+
+
+def check_start(prefix, folder):
+    """On a desktop whose user opens each notification, until the page and the confirmation have
+    reached the service."""
+    commands = follow("start.md", folder)
+    click = folder / "click"
+    click.write_text("#!/bin/sh\nexec dunstctl action\n")
+    click.chmod(0o755)
+    dunst = folder / "config/dunst"
+    dunst.mkdir(parents=True)
+    (dunst / "dunstrc").write_text(f'[all]\nsummary = "*"\nscript = {click}\n')
+    missing, said = {"hello.html", "confirm"}, ""
+    with subprocess.Popen(["xvfb-run", "--auto-servernum", "dbus-run-session", *commands],
+                          cwd=folder, env=reader(prefix, folder), start_new_session=True, text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT) as session:
+        while missing and (line := session.stdout.readline()):
+            missing -= {name for name in missing if f'"endpoint":"{name}"' in line}
+            said += line
+        os.killpg(session.pid, signal.SIGTERM)
+    check(not missing, f"the service is asked for {missing}:\n{said}")
 
 
 def main():
@@ -115,7 +152,9 @@ def main():
         check_exports(prefix / "lib")
         check_static_constructors(prefix / "lib/libkorvani.so.0")
         check_headers(prefix / "include")
-        check_hosts(prefix, folder)
+        check_tools(prefix)
+        check_testing(prefix, folder / "testing")
+        check_start(prefix, folder / "start")
 
 
 if __name__ == "__main__":

@@ -37,14 +37,18 @@ struct Options {
 };
 
 void addOptions(CLI::App& app, Options& options) {
-  app.add_option("--walk", options.walk, "hear the beacons of this walk in place of the radio");
-  app.add_option("--uuid", options.uuids, "list the beacons of this proximity UUID only")
-      ->allow_extra_args(false);
+  app.add_option("--walk", options.walk, "hear the beacons of this walk in place of the radio")
+      ->option_text("FILE");
+  app.add_option("--uuid", options.uuids,
+                 "list the beacons of this proximity UUID only; may stand several times")
+      ->allow_extra_args(false)
+      ->option_text("UUID");
   app.add_option("--seconds", options.seconds,
                  "end after so long (default: never; a walk ends when its beacons are left)")
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::NonNegativeNumber)
+      ->option_text("SECONDS");
   app.add_flag("--json", options.json, "a line of JSON each second");
-  app.set_version_flag("--version", KORVANI_VERSION_STRING);
+  app.set_version_flag("--version", "korvani-beacons " KORVANI_VERSION_STRING);
 }
 
 std::set<platform::Uuid> uuidsOf(const std::vector<std::string>& texts) {
@@ -120,7 +124,7 @@ class Watch {
 };
 
 int run(int argc, char** argv) {
-  CLI::App app("Lists the iBeacons in range, each second.");
+  CLI::App app("Lists the iBeacons in range, each second.", "korvani-beacons");
   Options options;
   addOptions(app, options);
   try {

@@ -61,12 +61,13 @@ int run(const std::string& name, bool isTimeline) {
 }
 
 int readArguments(int argc, char** argv) {
-  CLI::App app("Plays a script of events to Korvani on a simulated phone and prints every effect.");
+  CLI::App app("Plays a script of events to Korvani on a simulated phone and prints every effect.",
+               "korvani-replay");
   std::string name = "-";
-  app.add_option("FILE", name, "the script, JSON Lines (default: standard input)");
+  app.add_option("FILE", name, "the script, JSON Lines (default: standard input)")->type_name("");
   bool isTimeline = false;
   app.add_flag("--timeline", isTimeline, "print the effects for people, in columns");
-  app.set_version_flag("--version", KORVANI_VERSION_STRING);
+  app.set_version_flag("--version", "korvani-replay " KORVANI_VERSION_STRING);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

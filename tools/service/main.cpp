@@ -1,4 +1,5 @@
 // korvani-service: the local qualification service. See docs/service.md.
+#include <korvani/sdk/version.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -31,13 +32,18 @@ struct Options {
 };
 
 void addOptions(CLI::App& app, Options& options) {
-  app.add_option("--port", options.port, "port to listen on; 0 takes a free one")
+  app.add_option("--port", options.port, "port to listen on; 0 takes a free one (default: 8780)")
       ->check(CLI::Range(0, 65535))
-      ->capture_default_str();
-  app.add_option("--bind", options.host, "address to listen on")->capture_default_str();
-  app.add_option("--scenarios", options.scenarios, "scenarios file")->capture_default_str();
-  app.add_option("--content", options.content, "folder of images and pages")->capture_default_str();
-  app.add_option("--log", options.log, "request log (default: standard error)");
+      ->option_text("PORT");
+  app.add_option("--bind", options.host, "address to listen on (default: 127.0.0.1)")
+      ->option_text("ADDRESS");
+  app.add_option("--scenarios", options.scenarios, "scenarios file (default: demo/scenarios.json)")
+      ->option_text("FILE");
+  app.add_option("--content", options.content, "folder of images and pages (default: demo/content)")
+      ->option_text("FOLDER");
+  app.add_option("--log", options.log, "request log (default: standard error)")
+      ->option_text("FILE");
+  app.set_version_flag("--version", "korvani-service " KORVANI_VERSION_STRING);
 }
 
 Customers readScenarios(const std::string& name) {
