@@ -30,8 +30,9 @@ if(KORVANI_SANITIZE)
   set(warnings_off $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 
-# korvani_warnings(target): our own code compiles without a single warning.
+# korvani_warnings(target): our own code compiles without a single warning. A compiler that we do not
+# know yet may have more of them, and shall not stop the build of somebody who embeds us.
 function(korvani_warnings target)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
-                         ${warnings_off})
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+                         $<$<BOOL:${korvani_IS_TOP_LEVEL}>:-Werror> ${warnings_off})
 endfunction()

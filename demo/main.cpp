@@ -57,7 +57,11 @@ std::optional<Options> readOptions(const QApplication& application) {
        {"auto", "Open, tap and close everything without a user, then end."},
        {"dunst", "With --auto: notifications come through dunst, and are opened there."},
        {"patience", "Seconds after which --auto gives up.", "seconds", "280"}});
-  parser.process(application);
+  if (!parser.parse(application.arguments())) {
+    std::fprintf(stderr, "korvani-demo: %s\n", qPrintable(parser.errorText()));
+    return std::nullopt;
+  }
+  if (parser.isSet("help")) parser.showHelp();
   if (!parser.positionalArguments().isEmpty()) {
     std::fprintf(stderr, "korvani-demo: unknown argument \"%s\"\n",
                  qPrintable(parser.positionalArguments().constFirst()));

@@ -104,12 +104,27 @@ def reader(prefix, folder):
     return os.environ | {name: str(value) for name, value in settings.items()}
 
 
-def follow(guide, folder):
-    """Makes the files that the guide shows under their names, and returns the commands."""
+def make_files(guide, folder):
+    """Those that the guide shows under their names; returns the guide's text."""
     text = (ROOT / "docs" / guide).read_text()
     folder.mkdir()
     for name, content in re.findall(r"`([\w.]+)`:\n\n```\w+\n(.*?)^```$", text, re.M | re.S):
         (folder / name).write_text(content)
+    return text
+
+
+def check_embedding(folder):
+    make_files("building.md", folder)
+    run("cmake", "-G", "Ninja", "-B", "build", f"-DFETCHCONTENT_SOURCE_DIR_KORVANI={ROOT}", cwd=folder)
+    run("cmake", "--build", "build", cwd=folder)
+    asked = run(folder / "build/kiosk")
+    check(asked == "http://127.0.0.1:8780/configuration\n", f"the embedded kit asks, not {asked}")
+    check(not (folder / "build/_deps/korvani-build/bin").exists(), "no program of ours is built")
+
+
+def follow(guide, folder):
+    """Makes its files, and returns its commands."""
+    text = make_files(guide, folder)
     commands = "".join(re.findall(r"^```sh\n(.*?)^```$", text, re.M | re.S))
     check(commands, f"{guide} has commands")
     return ["bash", "-ec", "trap 'jobs -p | xargs -r kill' EXIT\n" + commands]
@@ -153,6 +168,7 @@ def main():
         check_static_constructors(prefix / "lib/libkorvani.so.0")
         check_headers(prefix / "include")
         check_tools(prefix)
+        check_embedding(folder / "embedding")
         check_testing(prefix, folder / "testing")
         check_start(prefix, folder / "start")
 
