@@ -74,11 +74,11 @@ void Visitor::look() {
     QApplication::sendEvent(banner, &enter);
   }
   if (!nothingMoves()) return;
-  if (!pictures_.contains("home")) {
+  if (QWidget* alert = visibleChild(*here_.window, "korvaniAlert")) {
+    answerAlert(alert);
+  } else if (!pictures_.contains("home")) {
     takePicture("home");
     press(named("Debug lines"));
-  } else if (QWidget* alert = visibleChild(*here_.window, "korvaniAlert")) {
-    answerAlert(alert);
   } else if (const auto presented = here_.root()->presentedViewController()) {
     const auto navigation = std::dynamic_pointer_cast<NavigationController>(presented);
     look(navigation ? navigation->topViewController() : presented);
@@ -127,13 +127,16 @@ void Visitor::look(const std::shared_ptr<ViewController>& screen) {
   }
 }
 
-/// The models run ahead of what is shown: has the pop-up come, and is it a button of this name that
-/// lies there, or none at all?
+/// The models run ahead of what is shown: has the screen come to rest, and is it a button of this
+/// name that lies there, or none at all?
 bool Visitor::isOnTop(const QRect& area, const char* button) const {
-  const QWidget* const popUp = visibleChild(*here_.window, "korvaniPopUp");
-  if (!popUp || !popUp->pos().isNull()) return false;
-  const auto* const found = qobject_cast<QAbstractButton*>(here_.window->childAt(area.center()));
-  return found ? found->accessibleName() == button : !button;
+  const QWidget* const found = here_.window->childAt(area.center());
+  if (!found || !visibleChild(*here_.window, "korvaniPopUp") ||
+      found->mapTo(here_.window, QPoint()) != area.topLeft()) {
+    return false;
+  }
+  const auto* const pressed = qobject_cast<const QAbstractButton*>(found);
+  return pressed ? pressed->accessibleName() == button : !button;
 }
 
 void Visitor::openNotification(QWidget* banner) {
