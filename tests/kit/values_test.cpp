@@ -1,6 +1,5 @@
-// Values, UUIDs, URLs and dates: the readings and renderings that the rules of the system rest on.
+// Values, UUIDs and URLs: the readings and renderings that the rules of the system rest on.
 #include <gtest/gtest.h>
-#include <korvani/platform/date_formatter.h>
 #include <korvani/platform/url.h>
 #include <korvani/platform/uuid.h>
 #include <korvani/platform/value.h>
@@ -114,37 +113,6 @@ TEST(URL, IsAUriReference) {
         "http://[1::2::3]", "http://[1:2:3:4:5:6:7:8:9]", "http://[::1.2.3.256]",
         "http://[1.2.3.4::]", "http://[12345::]", "http://a@b@c/", "a[b]", "a\\b"}) {
     EXPECT_FALSE(URL::URLWithString(text)) << text;
-  }
-}
-
-struct FixedClock : Clock {
-  Date now() const override { return {}; }
-  std::chrono::minutes utcOffset(Date) const override { return offset; }
-  void sleepFor(std::chrono::milliseconds) override {}
-  std::chrono::minutes offset{0};
-};
-
-TEST(DateFormatter, FollowsTheOffset) {
-  FixedClock clock;
-  const DateFormatter day(clock, "yyyyMMdd");
-  const DateFormatter zone(clock, "Z");
-  struct Case {
-    Date date;
-    std::chrono::minutes offset;
-    std::string day, zone;
-  };
-  const Case cases[] = {
-      {at(kDay, 23h + 59min), 0min, "20261114", "+0000"},
-      {at(kDay, 23h + 59min), 1min, "20261115", "+0001"},
-      {at(kDay, 3h), -(3h + 30min), "20261113", "-0330"},
-      {at(kDay), 14h, "20261114", "+1400"},
-      {Date::max(), 60min, "99991231", "+0100"},
-      {Date::min(), -60min, "00010101", "-0100"},
-  };
-  for (const Case& c : cases) {
-    clock.offset = c.offset;
-    EXPECT_EQ(day.stringFromDate(c.date), c.day);
-    EXPECT_EQ(zone.stringFromDate(c.date), c.zone);
   }
 }
 
