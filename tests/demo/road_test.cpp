@@ -57,31 +57,8 @@ class RoadTest : public testing::Test {
     confirm(id);
   }
 
-  /// A new road past beacon 1/10.
-  void begin(bool keyIsKnown = true) {
-    told_.clear();
-    road_.emplace(
-        QSet<QString>{"1/10"}, keyIsKnown,
-        [this](const QString& what, const QString& which) { told_ << what + ' ' + which; });
-  }
-
-  QStringList told_;
   std::optional<Road> road_;
 };
-
-TEST_F(RoadTest, OneRoadIsToldAndSummedUp) {
-  begin();
-  EXPECT_THAT(texts(road_->missing()), ElementsAre("beacon 1/10: not reported"));
-  walk(7);
-  road_->screenShown("");
-  EXPECT_THAT(texts(road_->missing()), IsEmpty());
-  EXPECT_EQ(road_->summary().toStdString(),
-            "road: 1 beacons reported, 1 notifications, 1 opened, 1 confirmed");
-  EXPECT_THAT(texts(told_),
-              ElementsAre("reported beacon 1/10 near", "granted delivery 7 (WVW)",
-                          "notified delivery 7: Hello", "opened delivery 7",
-                          "shown web pop-up http://x/", "confirmed delivery 7", "shown the shop"));
-}
 
 TEST_F(RoadTest, EachFaultIsMissed) {
   struct Case {
@@ -89,6 +66,7 @@ TEST_F(RoadTest, EachFaultIsMissed) {
     std::function<void()> happens;
   };
   const Case cases[] = {
+      {"beacon 1/10: not reported", [] {}},
       {"beacon 1/10: granted nothing",
        [&] { log("scenario", R"({"major":"1","minor":"a"})", R"({"success":false})"); }},
       {"delivery 1: notified 0 times", [&] { grant(1), open(1), show(), confirm(1); }},
@@ -104,21 +82,10 @@ TEST_F(RoadTest, EachFaultIsMissed) {
       {"an alert that nobody expected", [&] { walk(1), road_->alertShown("No"); }},
   };
   for (const Case& fault : cases) {
-    begin();
+    road_.emplace(QSet<QString>{"1/10"}, true, [](const QString&, const QString&) {});
     fault.happens();
     EXPECT_THAT(texts(road_->missing()), Contains(fault.missing));
   }
-}
-
-TEST_F(RoadTest, AWrongKeyEndsAtAnAlertForEachRefusal) {
-  begin(/*keyIsKnown=*/false);
-  EXPECT_THAT(texts(road_->missing()), ElementsAre("the service has refused nothing"));
-  log("scenario", R"({"major":"0001","minor":"000A"})", R"({"error_message":"No"})");
-  EXPECT_THAT(texts(road_->missing()), ElementsAre("0 alerts for 1 refusals"));
-  road_->alertShown("No");
-  EXPECT_THAT(texts(road_->missing()), IsEmpty());
-  post(1);
-  EXPECT_THAT(texts(road_->missing()), ElementsAre("a notification that nobody expected"));
 }
 
 TEST(ServiceLogTest, FollowsAFileThatComesLateAndGrowsInPieces) {
@@ -132,17 +99,6 @@ TEST(ServiceLogTest, FollowsAFileThatComesLateAndGrowsInPieces) {
   EXPECT_THAT(log.takeNew(), IsEmpty());
   file.write(":2}\nno object\n{\"n\":3}\n");
   EXPECT_THAT(log.takeNew(), ElementsAre(QJsonObject{{"n", 2}}, QJsonObject{{"n", 3}}));
-}
-
-TEST(WalkTest, NamesEachBeaconOnce) {
-  const QTemporaryDir folder;
-  QFile file(folder.filePath("walk"));
-  ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
-  file.write(
-      "# late\n{\"beacon\":{\"major\":1,\"minor\":171}}\n{\"wait\":1}\n"
-      "{\"beacon\":{\"major\":2,\"minor\":3}}\n");
-  EXPECT_EQ(beaconsOfWalk(file.fileName()), (QSet<QString>{"1/171", "2/3"}));
-  EXPECT_THAT(beaconsOfWalk(folder.filePath("none")), IsEmpty());
 }
 
 }  // namespace

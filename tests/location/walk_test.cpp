@@ -67,16 +67,13 @@ TEST_F(WalkTest, AFileThatIsNoneSaysWhy) {
   const std::pair<std::string, std::string> cases[] = {
       {"", ": no beacon"},
       {"\nnonsense", ":2: no JSON object"},
-      {"[]", ":1: no JSON object"},
       {R"({"fly":1})",
        ":1: a line has one of \"radio\", \"beacon\", \"start\", \"walk\" and \"wait\""},
       {R"({"wait":1,"start":{"x":0,"y":0}})", "\"walk\" and \"wait\""},
       {R"({"wait":-1})", ":1: \"wait\" is no number from 0 to 3.1536e+07"},
-      {R"({"wait":null})", ":1: \"wait\" is no number from 0 to 3.1536e+07"},
       {R"({"walk":7})", ":1: no object"},
       {R"({"walk":{"x":1}})", ":1: \"y\" is no number from -100000 to 100000"},
       {R"({"walk":{"x":1,"y":1e300}})", ":1: \"y\" is no number from -100000 to 100000"},
-      {R"({"walk":{"x":1,"y":1,"pace":0}})", ":1: \"pace\" is no number from 0.01 to 100"},
       {R"({"walk":{"x":99999,"y":0,"pace":0.01}})"
        "\n"
        R"({"walk":{"x":-99999,"y":0,"pace":0.01}})"
@@ -87,21 +84,15 @@ TEST_F(WalkTest, AFileThatIsNoneSaysWhy) {
        "\n"
        R"({"start":{"x":0,"y":0}})",
        ":2: the walk has begun"},
-      {R"({"radio":{"noise":-1}})", ":1: \"noise\" is no number from 0 to 30"},
       {R"({"radio":{"nois":1}})", ":1: unknown key \"nois\""},
       {kBeacon + R"(,"power":1.5}})", ":1: \"power\" is no integer"},
-      {kBeacon + R"(,"period":0}})", ":1: \"period\" is no number from 0.02 to 10.24"},
       {R"({"beacon":{"uuid":"5A1C"}})", ":1: \"uuid\" is no UUID"},
-      {R"({"beacon":{"uuid":"5A1C0DE2-7B4E-4F19-9C3D-2E8B6F0A4D71","major":65536}})",
-       ":1: \"major\" is no number from 0 to 65535"},
   };
   for (const auto& [text, wrong] : cases) {
     EXPECT_FALSE(walkOf(text)) << text;
     EXPECT_THAT(wrong_, EndsWith(wrong)) << text;
     EXPECT_THAT(wrong_, testing::StartsWith(file_));
   }
-  EXPECT_FALSE(readWalk("/nowhere", json_, wrong_));
-  EXPECT_EQ(wrong_, "/nowhere: cannot be read");
   EXPECT_FALSE(readWalk("/", json_, wrong_));
   EXPECT_EQ(wrong_, "/: cannot be read");
 }

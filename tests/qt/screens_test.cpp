@@ -155,17 +155,9 @@ TEST_F(ScreensTest, SlidesInFromBelow) {
 TEST_F(ScreensTest, MirrorsTheModelsAndTheirChanges) {
   const auto popUp = std::make_shared<PopUp>();
   show(popUp);
-  EXPECT_EQ(pixel(100, 10), QColor(Qt::blue));
-  EXPECT_EQ(pixel(22, 42), QColor(Qt::white)) << "the close image, 25 points in 40";
-  EXPECT_EQ(pixel(8, 28), QColor(Qt::blue)) << "around the close image";
-
-  // Twice as wide as high: 200 × 100 in the middle of 64..300, bands above and below.
   popUp->image->setImage(std::make_shared<QtImage>(PopUp::filled({20, 10}, Qt::red), 1));
   EXPECT_EQ(pixel(100, 182), QColor(Qt::red));
-  EXPECT_EQ(pixel(3, 182), QColor(Qt::red));
-  EXPECT_EQ(pixel(100, 125), QColor(Qt::blue));
-  EXPECT_EQ(pixel(100, 240), QColor(Qt::blue));
-
+  EXPECT_EQ(pixel(100, 70), QColor(Qt::blue));
   popUp->image->setContentMode(platform::ContentMode::kScaleToFill);
   EXPECT_EQ(pixel(100, 70), QColor(Qt::red));
   popUp->image->setFrame({0, 200, 200, 100});
@@ -235,17 +227,6 @@ TEST_F(ScreensTest, DismissingTakesWhatStandsOnTop) {
   EXPECT_TRUE(popUps().empty());
 }
 
-TEST_F(ScreensTest, FollowsTheWindowWhileTheModelsKeepTheirFrames) {
-  const auto popUp = std::make_shared<PopUp>();
-  show(popUp);
-  host_->resize(500, 400);
-  EXPECT_EQ(popUps().front()->geometry(), QRect(0, 0, 500, 400));
-  EXPECT_EQ(pixel(499, 399), QColor(Qt::blue));
-  EXPECT_EQ(button("Close")->geometry(), QRect(2, 22, 40, 40));
-  EXPECT_EQ(popUp->close->frame(), (platform::Rect{2, 22, 40, 40}));
-  EXPECT_EQ(screens_.mainScreenBounds(), (platform::Rect{0, 0, 500, 400}));
-}
-
 TEST_F(ScreensTest, WhatReachesAnEdgeGoesOnReachingIt) {
   const auto screen = std::make_shared<ViewController>();
   screen->view()->setFrame({0, 0, 200, 300});
@@ -262,6 +243,7 @@ TEST_F(ScreensTest, WhatReachesAnEdgeGoesOnReachingIt) {
   };
   EXPECT_EQ(places(), (QList<QRect>{{2, 22, 40, 40}, {0, 64, 200, 236}, {0, 64, 200, 300}}));
   host_->resize(300, 200);
+  EXPECT_EQ(screens_.mainScreenBounds(), (platform::Rect{0, 0, 300, 200}));
   EXPECT_EQ(places(), (QList<QRect>{{2, 22, 40, 40}, {0, 64, 300, 136}, {0, 64, 300, 200}}));
   host_->resize(200, 300);
   EXPECT_EQ(places(), (QList<QRect>{{2, 22, 40, 40}, {0, 64, 200, 236}, {0, 64, 200, 300}}));
@@ -403,16 +385,10 @@ TEST_F(ScreensTest, ImagesThatMoveAreMoving) {
   EXPECT_EQ(pixel(100, 180), QColor(Qt::blue)) << "the background";
 }
 
-TEST(ImageDecoderTest, DecodesWhatQtReadsAndNothingElse) {
+TEST(ImageDecoderTest, BoundsAndTurnsPicturesAndRefusesBadOnes) {
   Queues queues(ApplicationLife::ofProcess());
   ImageDecoder decoder(queues);
   const QImage pixels = PopUp::filled({30, 60}, Qt::red);
-  for (const char* format : {"PNG", "JPG", "BMP"}) {
-    const auto image = decoder.imageWithData(encoded(pixels, format), 3);
-    ASSERT_TRUE(image) << format;
-    EXPECT_EQ(image->size(), (platform::Size{10, 20})) << format;
-  }
-
   // More than any screen shows is not kept.
   const auto wide = decoder.imageWithData(encoded(PopUp::filled({6000, 30}, Qt::red), "PNG"), 1);
   ASSERT_TRUE(wide);

@@ -23,10 +23,11 @@ class Time : public testing::Test {
   platform::Queue& main() { return phone_.queues().mainQueue(); }
   platform::Queue& global() { return phone_.queues().globalQueue(QueuePriority::kDefault); }
 
-  /// All lines so far, as "milliseconds thread line", and forgets them.
+  /// All lines said so far, as "milliseconds thread line", and forgets them.
   std::vector<std::string> said() {
     std::vector<std::string> lines;
     for (const Effect& effect : phone_.takeEffects()) {
+      if (effect.kind != "log") continue;
       lines.push_back(std::to_string(effect.at.count()) + " " + std::string(effect.thread) + " " +
                       *effect.content.text());
     }
@@ -126,13 +127,18 @@ TEST_F(Time, ManySleepersAndJobsRunTheSameWayEachTime) {
   EXPECT_EQ(run(), first);
 }
 
-TEST_F(Time, ALoopThatNeverEndsWakesForADay) {
-  int wakes = 0;
-  global().async([&] {
-    for (;; ++wakes) sleep(1s);
-  });
-  phone_.advance(24h);
-  EXPECT_EQ(wakes, 86400);
+TEST_F(Time, AnswersComeInTheOrderOfTheirDelaysAndTheLastForEver) {
+  auto& answers = phone_.settings().answers["scenario"];
+  answers = {Answer::text("late"), Answer::failure("no network"), Answer::text("again")};
+  answers[0].after = 2s;
+  for (int i = 0; i < 4; ++i) {
+    phone_.urlConnection().sendAsynchronousRequest(
+        {"http://h/scenario", "POST", {}, ""}, phone_.queues().newOperationQueue(),
+        [this](const auto& response) { say(response.error.value_or(response.data)); });
+  }
+  phone_.advance(2s);
+  EXPECT_EQ(said(), (Lines{"100 request no network", "100 request again", "100 request again",
+                           "2000 request late"}));
 }
 
 TEST_F(Time, TheMainThreadNeitherSleepsNorAdvancesFromInsideAJob) {
