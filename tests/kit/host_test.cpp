@@ -72,8 +72,12 @@ struct BrokenConnection : platform::URLConnection {
   }
 };
 
+struct BrokenLog : platform::Log {
+  void write(std::string_view) override { throw std::runtime_error("disk full"); }
+};
+
 struct BrokenPhone : Platform {
-  platform::Log& log() override { return whole.log(); }
+  platform::Log& log() override { return *usedLog; }
   platform::Clock& clock() override { return whole.clock(); }
   platform::RandomUuids& randomUuids() override { return whole.randomUuids(); }
   platform::UserDefaults& standardUserDefaults() override { return whole.standardUserDefaults(); }
@@ -81,7 +85,7 @@ struct BrokenPhone : Platform {
     return whole.defaultNotificationCenter();
   }
   platform::Queues& queues() override { return whole.queues(); }
-  platform::URLConnection& urlConnection() override { return connection; }
+  platform::URLConnection& urlConnection() override { return *usedConnection; }
   platform::JSONSerialization& json() override { return whole.json(); }
   platform::ImageDecoder& images() override { return whole.images(); }
   platform::LocationService& locationService() override { return whole.locationService(); }
@@ -90,24 +94,42 @@ struct BrokenPhone : Platform {
   platform::WebViews& webViews() override { return whole.webViews(); }
 
   SimulatedPhone whole;
-  BrokenConnection connection;
+  BrokenLog brokenLog;
+  BrokenConnection brokenConnection;
+  platform::Log* usedLog = &whole.log();
+  platform::URLConnection* usedConnection = &whole.urlConnection();
 };
+
+const platform::Beacon kBeacon{*platform::Uuid::fromString("5A1C0DE2-7B4E-4F19-9C3D-2E8B6F0A4D71"),
+                               1, 1, platform::kProximityNear};
 
 TEST(Host, APhoneThatThrowsIsSurvived) {
   const auto phone = std::make_shared<BrokenPhone>();
+  phone->usedConnection = &phone->brokenConnection;
   Platform::install(phone);
   Korvani::initWithAPIKey("key", nullptr, false);
   EXPECT_FALSE(phone->whole.contents("location").empty()) << "the region starts all the same";
 
-  const platform::Beacon beacon{*platform::Uuid::fromString("5A1C0DE2-7B4E-4F19-9C3D-2E8B6F0A4D71"),
-                                1, 1, platform::kProximityNear};
-  phone->whole.rangeBeacons({beacon});
-  phone->whole.rangeBeacons({beacon});
+  phone->whole.rangeBeacons({kBeacon});
+  phone->whole.rangeBeacons({kBeacon});
   Korvani::didReceiveLocalNotification(Value::Dictionary{
       {"type", "IMG"}, {"image", Value::Dictionary{{"url", "http://a.example/"}}}});
   phone->whole.advance(1s);
   EXPECT_EQ(phone->whole.contents("log").size(), 3U)
       << "configuration, the one report (the beacon is remembered), and the download";
+}
+
+TEST(Host, ALogThatThrowsCostsItsLinesAlone) {
+  const auto phone = std::make_shared<BrokenPhone>();
+  phone->usedLog = &phone->brokenLog;
+  Platform::install(phone);
+  phone->whole.settings().answers["scenario"] = {simulator::Answer::json(
+      Value::Dictionary{{"success", true}, {"notification_text", "Hello"}})};
+  Korvani::initWithAPIKey("key", nullptr, false);
+  Korvani::setDebugLogEnabled(true);
+  phone->whole.rangeBeacons({kBeacon});
+  phone->whole.advance(1s);
+  EXPECT_EQ(phone->whole.notifications().size(), 1U);
 }
 
 }  // namespace
