@@ -5,6 +5,7 @@
 #include <korvani/sdk/korvani.h>
 #include <korvani/sdk/stored_keys.h>
 
+#include <atomic>
 #include <chrono>
 
 namespace korvani {
@@ -31,10 +32,19 @@ void Korvani::requestPostWithUrl(const std::string& endpoint,
   request.headers.emplace_back("X-Api-Key", APIKey_);
   request.HTTPMethod = "POST";
   if (parameters) request.HTTPBody = httpBodyForParamsDictionary(*parameters);
+  auto queue = phone().queues().newOperationQueue();
+  if (!queue) {
+    failure("no queue for the answer");
+    return;
+  }
+  // Each request has one answer, whatever a phone's connection does.
+  auto isAnswered = std::make_shared<std::atomic_flag>();
   phone().urlConnection().sendAsynchronousRequest(
-      std::move(request), phone().queues().newOperationQueue(),
+      std::move(request), std::move(queue),
       [kit = shared_from_this(), endpoint, success = std::move(success),
-       failure = std::move(failure)](const platform::URLResponse& response) {
+       failure = std::move(failure),
+       isAnswered = std::move(isAnswered)](const platform::URLResponse& response) {
+        if (isAnswered->test_and_set()) return;
         guarded([&] { kit->requestCompleted(endpoint, response, success, failure); });
       });
 }

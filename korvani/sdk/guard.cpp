@@ -7,7 +7,13 @@
 
 namespace korvani {
 
-void logLine(std::string_view text) { phone().log().write(text); }
+void logLine(std::string_view text) {
+  try {
+    phone().log().write(text);
+  } catch (...) {
+    // A log that fails costs its line, not the work that the line is about.
+  }
+}
 
 void logLine(std::string_view text, const platform::Value& argument) {
   logLine(std::string(text) + argument.description());
@@ -31,7 +37,7 @@ void logDropped() noexcept {
       logLine("ERROR - dropped after an exception");
     }
   } catch (...) {
-    // The log itself fails; there is nobody left to tell.
+    // Not even memory for the line; there is nobody left to tell.
   }
 }
 

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <chrono>
 #include <string>
+#include <utility>
 
 namespace korvani {
 namespace {
@@ -80,8 +81,9 @@ void Korvani::extendBackgroundRunningTime() {
       phone().application().beginBackgroundTaskWithName("DummyTask", [kit = shared_from_this()] {
         guarded([&] {
           logLine("Background task expired by iOS");
-          phone().application().endBackgroundTask(kit->backgroundTask_);
-          kit->backgroundTask_ = platform::kBackgroundTaskInvalid;
+          // Over also for a phone that fails to end it, or the next one would never begin.
+          phone().application().endBackgroundTask(
+              std::exchange(kit->backgroundTask_, platform::kBackgroundTaskInvalid));
         });
       });
   phone().queues().globalQueue(platform::QueuePriority::kDefault).async([] {

@@ -23,6 +23,7 @@ void KorvaniWebView::viewDidLoad() {
       ControlEvent::kTouchUpInside);
   view()->addSubview(buttonClose_);
   webView_ = phone().webViews().newWebView(ui::contentFrame());
+  if (!webView_) return;
   webView_->setDelegate(self);
   view()->addSubview(webView_);
 }

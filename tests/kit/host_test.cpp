@@ -61,6 +61,9 @@ TEST(Host, AThrowingDelegateCostsNothingElse) {
   EXPECT_THAT(phone->contents("log").at(0).plainText(), testing::HasSubstr("the host's own"));
 }
 
+const platform::Beacon kBeacon{*platform::Uuid::fromString("5A1C0DE2-7B4E-4F19-9C3D-2E8B6F0A4D71"),
+                               1, 1, platform::kProximityNear};
+
 TEST(Host, APhoneThatThrowsIsSurvived) {
   const auto phone = installedPhone();
   int regions = 0, lines = 0;
@@ -74,14 +77,26 @@ TEST(Host, APhoneThatThrowsIsSurvived) {
   Korvani::initWithAPIKey("key", nullptr, false);
   EXPECT_GT(regions, 0) << "the region starts all the same";
 
-  const platform::Beacon beacon{*platform::Uuid::fromString("5A1C0DE2-7B4E-4F19-9C3D-2E8B6F0A4D71"),
-                                1, 1, platform::kProximityNear};
-  phone->rangeBeacons({beacon});
-  phone->rangeBeacons({beacon});
+  phone->rangeBeacons({kBeacon});
+  phone->rangeBeacons({kBeacon});
   Korvani::didReceiveLocalNotification(Value::Dictionary{
       {"type", "IMG"}, {"image", Value::Dictionary{{"url", "http://a.example/"}}}});
   phone->advance(1s);
   EXPECT_EQ(lines, 3) << "configuration, the one report (the beacon is remembered), the download";
+}
+
+TEST(Host, ALogThatThrowsCostsItsLinesAlone) {
+  const auto phone = installedPhone();
+  phone->settings().answers["scenario"] = {simulator::Answer::json(
+      Value::Dictionary{{"success", true}, {"notification_text", "Hello"}})};
+  phone->setEffectHandler([](const simulator::Effect& effect) {
+    if (effect.kind == "log") throw std::runtime_error("disk full");
+  });
+  Korvani::initWithAPIKey("key", nullptr, false);
+  Korvani::setDebugLogEnabled(true);
+  phone->rangeBeacons({kBeacon});
+  phone->advance(1s);
+  EXPECT_EQ(phone->notifications().size(), 1U);
 }
 
 }  // namespace
