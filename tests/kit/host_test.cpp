@@ -2,10 +2,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/sdk/korvani.h>
-#include <korvani/simulator/simulated_phone.h>
 
 #include <memory>
 #include <stdexcept>
+
+#include "forwarding_phone.h"
 
 namespace korvani {
 namespace {
@@ -72,24 +73,8 @@ struct BrokenConnection : platform::URLConnection {
   }
 };
 
-struct BrokenPhone : Platform {
-  platform::Log& log() override { return whole.log(); }
-  platform::Clock& clock() override { return whole.clock(); }
-  platform::RandomUuids& randomUuids() override { return whole.randomUuids(); }
-  platform::UserDefaults& standardUserDefaults() override { return whole.standardUserDefaults(); }
-  platform::NotificationCenter& defaultNotificationCenter() override {
-    return whole.defaultNotificationCenter();
-  }
-  platform::Queues& queues() override { return whole.queues(); }
+struct BrokenPhone : ForwardingPhone {
   platform::URLConnection& urlConnection() override { return connection; }
-  platform::JSONSerialization& json() override { return whole.json(); }
-  platform::ImageDecoder& images() override { return whole.images(); }
-  platform::LocationService& locationService() override { return whole.locationService(); }
-  platform::Device& device() override { return whole.device(); }
-  platform::Application& application() override { return whole.application(); }
-  platform::WebViews& webViews() override { return whole.webViews(); }
-
-  SimulatedPhone whole;
   BrokenConnection connection;
 };
 
