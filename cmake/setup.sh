@@ -8,7 +8,7 @@ packages=(
   qt6-declarative-dev qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtqml
   qml6-module-qtqml-models qml6-module-qtqml-workerscript
   libcurl4-openssl-dev libpng-dev nlohmann-json3-dev libcpp-httplib-dev libcli11-dev
-  libgtest-dev libgmock-dev python3 python3-dbusmock dbus tzdata sway qt6-wayland
+  libgtest-dev libgmock-dev libbenchmark-dev python3 python3-dbusmock dbus tzdata sway qt6-wayland
   dunst xvfb xauth chromium chromium-driver
   doxygen help2man bash-completion
 )

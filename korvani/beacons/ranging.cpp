@@ -9,29 +9,21 @@
 namespace korvani {
 namespace {
 
+/// The minor comes first, as most beacons of a region differ in it alone.
 bool isSameBeacon(const platform::Beacon& a, const platform::Beacon& b) {
-  return a.proximityUUID == b.proximityUUID && a.major == b.major && a.minor == b.minor;
+  return a.minor == b.minor && a.major == b.major && a.proximityUUID == b.proximityUUID;
 }
 
 }  // namespace
 
-std::vector<std::size_t> beaconsToReport(const std::vector<platform::Beacon>& current,
-                                         const std::vector<platform::Beacon>& previous) {
-  std::vector<std::size_t> chosen;
-  for (std::size_t i = 0; i < current.size(); ++i) {
-    const platform::Beacon& beacon = current[i];
-    const auto last = std::find_if(previous.begin(), previous.end(), [&](const auto& earlier) {
-      return isSameBeacon(earlier, beacon);
-    });
-    // A new beacon is chosen though its proximity is unknown; the report then comes to nothing, but
-    // the asymmetry is meant.
-    const bool isNew = last == previous.end();
-    if (isNew ||
-        (beacon.proximity != last->proximity && beacon.proximity != platform::kProximityUnknown)) {
-      chosen.push_back(i);
-    }
-  }
-  return chosen;
+bool isToReport(const platform::Beacon& beacon, const std::vector<platform::Beacon>& previous) {
+  const auto last = std::find_if(previous.begin(), previous.end(), [&](const auto& earlier) {
+    return isSameBeacon(earlier, beacon);
+  });
+  // A new beacon is chosen though its proximity is unknown; the report then comes to nothing, but
+  // the asymmetry is meant.
+  if (last == previous.end()) return true;
+  return beacon.proximity != last->proximity && beacon.proximity != platform::kProximityUnknown;
 }
 
 void Korvani::locationManagerDidRangeBeacons(const std::shared_ptr<platform::LocationManager>&,
@@ -39,8 +31,8 @@ void Korvani::locationManagerDidRangeBeacons(const std::shared_ptr<platform::Loc
                                              const std::shared_ptr<const platform::Region>&) {
   if (beacons.empty()) return;
   guarded([&] {
-    for (const std::size_t i : beaconsToReport(beacons, arraylastBeacons_)) {
-      guarded([&] { requestAPIForBeacon(beacons[i]); });
+    for (const platform::Beacon& beacon : beacons) {
+      if (isToReport(beacon, arraylastBeacons_)) guarded([&] { requestAPIForBeacon(beacon); });
     }
     arraylastBeacons_ = beacons;
   });

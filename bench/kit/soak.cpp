@@ -1,0 +1,165 @@
+// Thirty days of visits on the simulated phone: what the kit holds of memory, threads and
+// descriptors must not grow with them.
+#include <korvani/sdk/korvani.h>
+#include <malloc.h>
+#include <tests/kit/forwarding_phone.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace korvani::bench {
+namespace {
+
+using platform::Beacon;
+using platform::Value;
+using namespace std::chrono_literals;
+
+constexpr int kVisits = 20000;
+constexpr int kResultsOfVisit = 10;
+/// One visit in so many leads to an opened notification.
+constexpr int kVisitsForOpening = 4;
+constexpr int kTenths = 10;
+constexpr std::chrono::milliseconds kBetween = std::chrono::milliseconds(30 * 24h) / kVisits;
+/// The least that a forgotten object takes is 32 bytes: this tells one in 30 visits.
+constexpr double kMostBytesOfVisit = 1;
+
+/// The simulated phone keeps each notification that was ever posted; this one keeps the last.
+struct SoakedPhone final : ForwardingPhone {
+  platform::Application& application() override { return notified; }
+
+  int notifications = 0;
+  Value last;
+  NotifiedApplication notified{whole.application(), [this](const auto& notification) {
+                                 ++notifications;
+                                 last = notification.userInfo;
+                               }};
+};
+
+/// One of each kind of content.
+std::array<simulator::Answer, 3> answers() {
+  const Value offer = Value::Dictionary{
+      {"success", true}, {"notification_text", "Half price"}, {"scenario_history_id", 4711}};
+  const Value::Dictionary image{{"url", "http://a.example/pears.png"}};
+  return {simulator::Answer::json(offer.with("type", "IMG").with("image", image)),
+          simulator::Answer::json(offer.with("type", "WVW").with("url", "http://a.example/")),
+          simulator::Answer::json(offer.with("type", "URI").with("uri", "shop://pears"))};
+}
+
+std::size_t entriesOf(const char* folder) {
+  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder),
+                                                std::filesystem::directory_iterator()));
+}
+
+struct Held {
+  std::size_t heap = 0;
+  std::size_t threads = 0;
+  std::size_t descriptors = 0;
+};
+
+Held heldNow() {
+  return {mallinfo2().uordblks, entriesOf("/proc/self/task"), entriesOf("/proc/self/fd")};
+}
+
+class Soak {
+ public:
+  Soak() {
+    phone_->whole.setEffectHandler([this](const simulator::Effect& effect) {
+      if (effect.kind == "screen") ++screens_;
+      if (effect.kind == "request") ++requests_;
+    });
+    held_.reserve(kTenths);
+    platform::Platform::install(phone_);
+    Korvani::initWithAPIKey("bench", nullptr, /*isProd=*/false);
+    phone_->whole.advance(1s);
+  }
+
+  bool run() {
+    std::printf("tenth     heap, KiB   threads   descriptors\n");
+    for (int tenth = 1; tenth <= kTenths; ++tenth) {
+      for (int i = 0; i < kVisits / kTenths; ++i) visit();
+      held_.push_back(heldNow());
+      std::printf("%5d  %12.1f  %8zu  %12zu\n", tenth,
+                  static_cast<double>(held_.back().heap) / 1024, held_.back().threads,
+                  held_.back().descriptors);
+    }
+    return tell();
+  }
+
+ private:
+  void visit() {
+    auto& settings = phone_->whole.settings();
+    settings.answers["scenario"] = {answers_[static_cast<std::size_t>(visits_) % answers_.size()]};
+    const std::vector<Beacon> result{
+        {.proximityUUID = *platform::Uuid::fromString("5A1C0DE2-7B4E-4F19-9C3D-2E8B6F0A4D71"),
+         .major = 1,
+         .minor = static_cast<std::uint16_t>(visits_ % 1000),
+         .proximity = platform::kProximityNear}};
+    for (int i = 0; i < kResultsOfVisit; ++i) {
+      phone_->whole.rangeBeacons(result);
+      phone_->whole.advance(1s);
+    }
+    if (++visits_ % kVisitsForOpening == 0) open();
+    phone_->whole.advance(kBetween - kResultsOfVisit * 1s);
+  }
+
+  /// What is shown stays until the next one takes its place, or the host goes into the background.
+  void open() {
+    ++opened_;
+    Korvani::didReceiveLocalNotification(phone_->last);
+    phone_->whole.advance(1s);
+    if (opened_ % 2 == 0) phone_->whole.enterBackground();
+  }
+
+  /// By least squares, in bytes a visit, without the first tenth, in which caches fill.
+  double slope() const {
+    const std::size_t count = held_.size() - 1;
+    const double middle = static_cast<double>(count + 1) / 2;
+    double above = 0;
+    double below = 0;
+    for (std::size_t i = 1; i <= count; ++i) {
+      const double x = static_cast<double>(i) - middle;
+      above += x * static_cast<double>(held_[i].heap);
+      below += x * x;
+    }
+    return above / below / (kVisits / kTenths);
+  }
+
+  bool tell() const {
+    const double bytes = slope();
+    const auto isSteady = [this](std::size_t Held::*what) {
+      return std::all_of(held_.begin(), held_.end(),
+                         [&](const Held& held) { return held.*what == held_.front().*what; });
+    };
+    const bool isFlat =
+        bytes < kMostBytesOfVisit && isSteady(&Held::threads) && isSteady(&Held::descriptors);
+    // One asks for the configuration.
+    const bool isWhole = phone_->notifications == kVisits && requests_ == 1 + kVisits + opened_;
+    std::printf("%d ranging results, %d scenarios, %d openings, %d changes of the screen\n",
+                visits_ * kResultsOfVisit, phone_->notifications, opened_, screens_);
+    std::printf("slope after the first tenth: %+.3f bytes a visit\n%s\n", bytes,
+                !isWhole ? "not all visits were answered"
+                : isFlat ? "flat"
+                         : "not flat");
+    return isFlat && isWhole;
+  }
+
+  const std::shared_ptr<SoakedPhone> phone_ = std::make_shared<SoakedPhone>();
+  const std::array<simulator::Answer, 3> answers_ = answers();
+  std::vector<Held> held_;
+  int visits_ = 0;
+  int opened_ = 0;
+  int requests_ = 0;
+  int screens_ = 0;
+};
+
+}  // namespace
+}  // namespace korvani::bench
+
+int main() { return korvani::bench::Soak().run() ? 0 : 1; }
