@@ -36,7 +36,7 @@ endmacro()
 korvani_package(core NAME libkorvani0 SECTION libs
   SAYS "The kit, and a phone in memory for the tests of hosts")
 korvani_package(tools NAME korvani-tools SECTION utils NEEDS libkorvani0
-  SAYS "Replays scripts, serves scenarios, lists the beacons in range")
+  SAYS "Replays scripts, serves scenarios, lists the beacons in range, simulates fleets of phones")
 set(needed_to_build libkorvani0)
 if(KORVANI_BUILD_QT)
   korvani_package(qt NAME libkorvani-qt0 SECTION libs NEEDS libkorvani0 ALSO libcurl4
