@@ -124,23 +124,27 @@ void addOptions(CLI::App& app, Habits& habits, unsigned& jobs) {
       flaw << text << " is not a number from " << least << " to " << most;
       return flaw.str();
     };
-    app.add_option(name, value, says)->check(isWithin)->option_text(unit);
+    std::ostringstream text;
+    text << says << " (default: " << value << ')';
+    app.add_option(name, value, text.str())->check(isWithin)->option_text(unit);
   };
-  add("--phones", habits.phones, "N", "how many phones (1000)", 1, 1e8);
-  add("--days", habits.days, "N", "how many days (1)", 1, 400);
-  add("--seed", habits.seed, "N", "another one draws other days (1)", 0, 1e15);
-  add("--visits", habits.visits, "MEAN", "visits of a phone a day (3)", 0, 100);
-  add("--stay", habits.stay, "MINUTES", "mean length of a visit, 1 or more (20)", 1, 1000);
-  add("--beacons", habits.beacons, "MEAN", "beacons heard on a visit, 1 or more (3)", 1, 100);
-  add("--changes", habits.changes, "MEAN", "changes of a beacon's zone on a visit (2)", 0, 1000);
+  add("--phones", habits.phones, "N", "how many phones", 1, 1e8);
+  add("--days", habits.days, "N", "how many days", 1, 31);
+  add("--seed", habits.seed, "N", "another one draws other days", 0, 1e15);
+  add("--visits", habits.visits, "MEAN", "visits of a phone a day", 0, 100);
+  add("--stay", habits.stay, "MINUTES", "mean length of a visit, 1 or more", 1, 1000);
+  add("--beacons", habits.beacons, "MEAN", "beacons heard on a visit, 1 or more", 1, 100);
+  add("--changes", habits.changes, "MEAN", "changes of a beacon's zone on a visit", 0, 1000);
   add("--spread", habits.spread, "MINUTES",
-      "how far the starts of the hosts lie around 07:00, a standard deviation (45)", 0, 300);
-  add("--scenarios", habits.scenarios, "PERCENT", "of the reports get a scenario (30)", 0, 100);
-  add("--opened", habits.opened, "PERCENT", "of the notifications are opened (20)", 0, 100);
-  add("--disabled", habits.disabled, "PERCENT", "of the phones are in disabled mode (0)", 0, 100);
+      "how far the starts of the hosts lie around 07:00, a standard deviation", 0, 300);
+  add("--scenarios", habits.scenarios, "PERCENT", "of the reports get a scenario", 0, 100);
+  add("--opened", habits.opened, "PERCENT", "of the notifications are opened", 0, 100);
+  add("--disabled", habits.disabled, "PERCENT", "of the phones are in disabled mode", 0, 100);
   add("--train", habits.train, "N",
-      "so many of the phones arrive at one place in the minute from 08:12 (0)", 0, 1e8);
-  add("--jobs", jobs, "N", "phones at a time (as many as there are processors)", 1, 1000);
+      "so many of the phones arrive at one place in the minute from 08:12", 0, 1e8);
+  app.add_option("--jobs", jobs, "phones at a time (default: as many as there are processors)")
+      ->check(CLI::Range(1, 1000))
+      ->option_text("N");
   app.set_version_flag("--version", "korvani-fleet " KORVANI_VERSION_STRING);
 }
 

@@ -78,7 +78,7 @@ class Life {
     const std::string endpoint = url.substr(url.rfind('/') + 1);
     const std::string* body = effect.content.at("body").text();
     ledger_.add(endpoint, static_cast<std::size_t>(effect.at / 1s), body ? body->size() : 0,
-                settings_.answers.at(endpoint).front().body.size());
+                settings_.answers.at(endpoint).at(0).body.size());
   }
 
   void range(std::vector<platform::Beacon> beacons) {
@@ -87,6 +87,7 @@ class Life {
     answers.clear();
     for (platform::Beacon& beacon : beacons) {
       beacon.proximityUUID = *uuid;
+      if (beacon.proximity == platform::kProximityUnknown) continue;
       answers.push_back(happens(habits_.scenarios, random_) ? withScenario_ : withoutScenario_);
     }
     phone_->rangeBeacons(beacons);

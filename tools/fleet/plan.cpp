@@ -35,7 +35,7 @@ int neighbourOf(int zone, Random& random) {
 }
 
 /// The first beacon is there on arrival, each other at some moment of the visit, far away at first;
-/// all stay to the end. A result comes each second.
+/// all stay to the end, when they become unknown. A result comes each second.
 Visit drawVisit(const Habits& habits, milliseconds arrival, std::uint16_t place, Random& random) {
   const milliseconds stay =
       minutes(1 + (habits.stay - 1) * std::exponential_distribution<double>()(random));
@@ -63,17 +63,21 @@ Visit drawVisit(const Habits& habits, milliseconds arrival, std::uint16_t place,
 
   Visit visit{arrival, arrival + stay, {}};
   std::map<std::uint16_t, int> inView;
+  const auto range = [&](milliseconds at) {
+    visit.rangings.push_back({at, {}});
+    for (const auto& [minor, zone] : inView) {
+      visit.rangings.back().beacons.push_back({{}, place, minor, zone});
+    }
+  };
   for (auto sight = sights.begin(); sight != sights.end();) {
     const milliseconds at = sight->first;
     for (; sight != sights.end() && sight->first == at; ++sight) {
       inView.insert_or_assign(sight->second.minor, sight->second.zone);
     }
-    Ranging ranging{arrival + at, {}};
-    for (const auto& [minor, zone] : inView) {
-      ranging.beacons.push_back({{}, place, minor, zone});
-    }
-    visit.rangings.push_back(std::move(ranging));
+    range(arrival + at);
   }
+  for (auto& [minor, zone] : inView) zone = platform::kProximityUnknown;
+  range(visit.departure);
   return visit;
 }
 

@@ -11,6 +11,7 @@ namespace korvani::fleet {
 namespace {
 
 using std::chrono::seconds;
+using Count = unsigned long long;  // As printf knows it.
 
 template <typename... Arguments>
 void append(std::string& text, const char* format, Arguments... arguments) {
@@ -19,12 +20,11 @@ void append(std::string& text, const char* format, Arguments... arguments) {
   text.append(line.data(), static_cast<std::size_t>(length));
 }
 
-std::uint64_t sum(const Figures& figures, seconds from, seconds to) {
+Count sum(const Figures& figures, seconds from, seconds to) {
   const auto& counts = figures.perSecond;
-  return std::accumulate(counts.begin() + from.count(), counts.begin() + to.count(),
-                         std::uint64_t{0});
+  return std::accumulate(counts.begin() + from.count(), counts.begin() + to.count(), Count{0});
 }
-std::uint64_t sum(const Figures& figures) {
+Count sum(const Figures& figures) {
   return sum(figures, seconds{0}, seconds(static_cast<std::int64_t>(figures.perSecond.size())));
 }
 
@@ -36,14 +36,14 @@ Figures total(const Ledger& ledger) {
 
 /// The first of the busiest spans of that length.
 struct Peak {
-  std::uint64_t requests = 0;
+  Count requests = 0;
   seconds at{0};
 };
 Peak peakOf(const Figures& figures, seconds span) {
   Peak peak;
   const seconds end(static_cast<std::int64_t>(figures.perSecond.size()));
   for (seconds at{0}; at < end; at += span) {
-    const std::uint64_t requests = sum(figures, at, at + span);
+    const Count requests = sum(figures, at, at + span);
     if (requests > peak.requests) peak = {requests, at};
   }
   return peak;
@@ -59,33 +59,33 @@ std::string timeText(const Habits& habits, seconds at) {
   return text;
 }
 
-double ratio(double part, double whole) { return whole > 0 ? part / whole : 0; }
+double ratio(Count part, Count whole) {
+  return whole > 0 ? static_cast<double>(part) / static_cast<double>(whole) : 0;
+}
 
 void appendRow(std::string& text, const Habits& habits, std::string_view name,
                const Figures& figures) {
-  const auto requests = static_cast<double>(sum(figures));
+  const Count requests = sum(figures);
   const Peak second = peakOf(figures, seconds{1});
   const Peak minute = peakOf(figures, seconds{60});
-  append(text, "%-13s %9.0f %12.3f %12.3f %8llu  %-12s %12.2f  %-12s %9.1f %9.1f\n",
+  append(text, "%-13s %9llu %10.3f %9.3f %8llu  %-10s %8llu  %-10s %10.1f %10.1f\n",
          std::string(name).c_str(), requests,
-         requests / static_cast<double>(habits.phones) / habits.days,
-         requests / static_cast<double>(figures.perSecond.size()),
-         static_cast<unsigned long long>(second.requests), timeText(habits, second.at).c_str(),
-         static_cast<double>(minute.requests) / 60, timeText(habits, minute.at).c_str(),
-         ratio(static_cast<double>(figures.requestBytes), requests),
-         ratio(static_cast<double>(figures.answerBytes), requests));
+         ratio(requests, habits.phones * static_cast<Count>(habits.days)),
+         ratio(requests, figures.perSecond.size()), second.requests,
+         timeText(habits, second.at).c_str(), minute.requests, timeText(habits, minute.at).c_str(),
+         ratio(figures.requestBytes, requests), ratio(figures.answerBytes, requests));
 }
 
 }  // namespace
 
 std::string report(const Habits& habits, std::size_t disabledPhones, const Ledgers& ledgers) {
-  std::string text =
-      "               requests    per phone  per second:  busiest              in the busiest      "
-      "  "
-      "    bytes of   and its\n"
-      "                             and day         mean   second  at                 minute  at   "
-      " "
-      "   a request    answer\n";
+  std::string text;
+  const auto appendHead = [&](auto... words) {
+    append(text, "%-13s %9s %10s %9s %8s  %-10s %8s  %-10s %10s %10s\n", words...);
+  };
+  appendHead("", "requests", "per phone", "per", "busiest", "", "busiest", "", "bytes per",
+             "bytes per");
+  appendHead("", "", "and day", "second", "second", "at", "minute", "at", "request", "answer");
   auto rows = ledgers.enabled.figures();
   const auto ofDisabled = ledgers.disabled.figures();
   Figures all;
@@ -97,26 +97,22 @@ std::string report(const Habits& habits, std::size_t disabledPhones, const Ledge
   appendRow(text, habits, "all", all);
 
   if (habits.train > 0) {
-    constexpr auto kArrives = std::chrono::duration_cast<seconds>(kTrainArrives);
-    const seconds from = kArrives;
-    const seconds to = kArrives + seconds{60};
+    constexpr auto kFrom = std::chrono::duration_cast<seconds>(kTrainArrives);
+    constexpr seconds kTo = kFrom + seconds{60};
     append(text, "train of %zu phones: %llu requests from %s to %s, at most %llu in a second\n",
-           habits.train, static_cast<unsigned long long>(sum(all, from, to)),
-           timeText(habits, from).c_str(), timeText(habits, to).c_str(),
-           static_cast<unsigned long long>(*std::max_element(all.perSecond.begin() + from.count(),
-                                                             all.perSecond.begin() + to.count())));
+           habits.train, sum(all, kFrom, kTo), timeText(habits, kFrom).c_str(),
+           timeText(habits, kTo).c_str(),
+           Count{*std::max_element(all.perSecond.begin() + kFrom.count(),
+                                   all.perSecond.begin() + kTo.count())});
   }
   if (disabledPhones > 0) {
-    const std::uint64_t sent = sum(total(ledgers.disabled));
-    const std::uint64_t otherwise = sum(total(ledgers.undisabled));
-    const std::uint64_t others = sum(total(ledgers.enabled));
+    const Count sent = sum(total(ledgers.disabled));
+    const Count otherwise = sum(total(ledgers.undisabled));
+    const Count others = sum(total(ledgers.enabled));
     append(text,
            "disabled mode: %zu phones sent %llu requests in place of %llu, which saves %.1f %% of "
            "all\n",
-           disabledPhones, static_cast<unsigned long long>(sent),
-           static_cast<unsigned long long>(otherwise),
-           100 * (1 - ratio(static_cast<double>(others + sent),
-                            static_cast<double>(others + otherwise))));
+           disabledPhones, sent, otherwise, 100 * (1 - ratio(others + sent, others + otherwise)));
   }
   return text;
 }
