@@ -103,17 +103,5 @@ TEST_F(Proximity, BelievesALeap) {
   EXPECT_EQ(estimator.estimate(Moment(61s)).proximity, 3);
 }
 
-TEST(ProximitySettings, MoveBordersAndDistance) {
-  const SignalModel model({.pathLossExponent = 3, .nearFrom = 1, .farFrom = 3, .margin = 2});
-  EXPECT_DOUBLE_EQ(model.metres(30), 10);
-  EXPECT_EQ(model.zoneAt(14, 0), 2);
-  EXPECT_EQ(model.zoneAt(15, 0), 3);
-  EXPECT_EQ(model.zoneAt(15, 2), 2) << "within the margin";
-  EXPECT_EQ(model.zoneAt(17, 2), 3);
-  EXPECT_EQ(model.zoneAt(13, 3), 3) << "within the margin";
-  EXPECT_EQ(model.zoneAt(-1, 2), 2) << "within the margin";
-  EXPECT_EQ(model.zoneAt(-3, 3), 1);
-}
-
 }  // namespace
 }  // namespace korvani::location
