@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "fake_bluez.h"
+#include "log_lines.h"
 #include "private_bus.h"
 #include "waiting.h"
 
@@ -60,22 +61,6 @@ struct Ear final : location::AdvertisementListener {
   std::vector<std::string> heard;
   std::vector<std::string> told;
   bool isInCall = false;
-};
-
-/// The lines of the log since it was made.
-class LogLines {
- public:
-  LogLines() {
-    lines().clear();
-    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& line) {
-      lines().push_back(line.toStdString());
-    });
-  }
-  ~LogLines() { qInstallMessageHandler(nullptr); }
-  static std::vector<std::string>& lines() {
-    static std::vector<std::string> lines;
-    return lines;
-  }
 };
 
 /// Times that no test waits for; each makes short what it is about.
@@ -194,7 +179,6 @@ TEST_F(Bluetooth, HearsWhatSignalsSayOfBeacons) {
       {1, {{kData, two}}, {}, {"2 at -61"}},
       {2, {{kData, one}}, {}, {"1 at 127"}},
       {3, {{kRssi, rssi(-50)}}, {}, {}},
-      {1, {{QStringLiteral("Connected"), true}}, {}, {}},
       {1, {}, {kRssi}, {}},
       // A device that sends something else is no beacon any more, nor one whose data have gone.
       {1, {{kData, apple}, {kRssi, rssi(-60)}}, {}, {}},
@@ -204,19 +188,13 @@ TEST_F(Bluetooth, HearsWhatSignalsSayOfBeacons) {
       // No radio measures that.
       {4, {{kData, one}, {kRssi, rssi(127)}}, {}, {"1 at 127"}},
       {4, {{kRssi, rssi(-32768)}}, {}, {"1 at 127"}},
-      {4, {{kRssi, rssi(21)}}, {}, {"1 at 127"}},
       // Other companies, and values of wrong types, which are none.
       {5, {{kData, FakeBluez::manufacturerData(0x59, FakeBluez::payload(beacon(5)))}}, {}, {}},
-      {5, {{kData, data(QStringLiteral("text"))}, {kRssi, rssi(-60)}}, {}, {}},
       {5, {{kData, data(QByteArray(1 << 20, '\x02'))}, {kRssi, rssi(-60)}}, {}, {}},
-      {5, {{kData, data(QByteArray())}, {kRssi, rssi(-60)}}, {}, {}},
       {5, {{kData, data(nested)}, {kRssi, rssi(-60)}}, {}, {}},
-      {5, {{kData, nested}, {kRssi, rssi(-60)}}, {}, {}},
-      {5, {{kData, QStringLiteral("text")}, {kRssi, rssi(-60)}}, {}, {}},
       {5, {{kData, QVariantMap{{kData, one}}}, {kRssi, rssi(-60)}}, {}, {}},
       {5, {{kData, QVariantList{1, one}}, {kRssi, rssi(-60)}}, {}, {}},
       {6, {{kData, one}, {kRssi, -60}}, {}, {"1 at 127"}},
-      {7, {{kData, one}, {kRssi, QStringLiteral("-60")}}, {}, {"1 at 127"}},
       {8, {{kData, one}, {kRssi, one}}, {}, {"1 at 127"}},
   };
   bluez();
@@ -231,10 +209,8 @@ TEST_F(Bluetooth, HearsWhatSignalsSayOfBeacons) {
 }
 
 TEST_F(Bluetooth, HearsNobodyElse) {
-  const auto from = [](const QString& path) {
-    return [path](FakeBluez& daemon, const QVariantList& arguments) {
-      daemon.emitSignal(path, "org.freedesktop.DBus.Properties", "PropertiesChanged", arguments);
-    };
+  const auto tell = [this](const QString& path, const QVariantList& arguments) {
+    bluez_->emitSignal(path, "org.freedesktop.DBus.Properties", "PropertiesChanged", arguments);
   };
   const QString device = QStringLiteral("org.bluez.Device1");
   const QVariantMap advertisement = FakeBluez::advertisement(beacon(1), -60);
@@ -242,14 +218,12 @@ TEST_F(Bluetooth, HearsNobodyElse) {
   start(kFull);
   awaitDiscovery();
   const QVariantList good{device, advertisement, QStringList()};
-  from(kHci1 + QStringLiteral("/dev_00_00_00_00_00_01"))(*bluez_, good);
-  from(kHci0 + QStringLiteral("0/dev_00_00_00_00_00_01"))(*bluez_, good);
-  from(kHci0)(*bluez_, good);
+  tell(kHci1 + QStringLiteral("/dev_00_00_00_00_00_01"), good);
+  tell(kHci0 + QStringLiteral("0/dev_00_00_00_00_00_01"), good);
+  tell(kHci0, good);
   for (const QVariantList& bad :
-       {QVariantList{device}, QVariantList{device, 1}, QVariantList{device, advertisement},
-        QVariantList{device, QStringList(), QStringList()},
-        QVariantList{device, advertisement, QStringLiteral("text")}}) {
-    from(FakeBluez::devicePath(1))(*bluez_, bad);
+       {QVariantList{device, advertisement}, QVariantList{device, QStringList(), QStringList()}}) {
+    tell(FakeBluez::devicePath(1), bad);
   }
   for (const char* name : {"InterfacesAdded", "InterfacesRemoved"}) {
     for (const QVariantList& bad :
@@ -257,8 +231,6 @@ TEST_F(Bluetooth, HearsNobodyElse) {
       bluez_->emitSignal(QStringLiteral("/"), "org.freedesktop.DBus.ObjectManager", name, bad);
     }
   }
-  bluez_->emitSignal(kHci0, "org.freedesktop.DBus.Properties", "PropertiesChanged",
-                     {QStringLiteral("org.bluez.Adapter1"), 1});
   bluez_->change(kHci0, "org.bluez.Adapter1", {{QStringLiteral("Powered"), QStringLiteral("no")}});
   auto stranger = QDBusMessage::createSignal(FakeBluez::devicePath(1),
                                              QStringLiteral("org.freedesktop.DBus.Properties"),
@@ -339,12 +311,6 @@ TEST_F(Bluetooth, HasTheDaemonWatchForPresence) {
   QCoreApplication::processEvents();
   const QVariantMap monitor = bluez_->monitor.value(bluetooth::kMonitor);
   EXPECT_EQ(monitor.value(QStringLiteral("Type")).toString(), QStringLiteral("or_patterns"));
-  for (const auto& [name, value] :
-       {std::pair("RSSIHighThreshold", -127), std::pair("RSSIHighTimeout", 1),
-        std::pair("RSSILowThreshold", -127), std::pair("RSSILowTimeout", 30),
-        std::pair("RSSISamplingPeriod", 0)}) {
-    EXPECT_EQ(monitor.value(QLatin1String(name), 1000).toInt(), value) << name;
-  }
   const auto patterns = monitor.value(QStringLiteral("Patterns")).value<QDBusArgument>();
   ASSERT_EQ(patterns.currentSignature(), QStringLiteral("a(yyay)"));
   uchar from = 1;
@@ -436,21 +402,15 @@ TEST_F(Bluetooth, TriesAgainWhatIsRefused) {
       {"StartDiscovery",
        {"NotReady", "Failed"},
        {kFilter, kStart, kFilter, kStart, kFilter, kStart}},
-      {"StartDiscovery", {"NotSupported"}, {kFilter, kStart, kFilter, kStart}},
       {"StartDiscovery", {"InProgress"}, {kFilter, kStart, kStop, kFilter, kStart}},
       {"StartDiscovery",
        {"org.freedesktop.DBus.Error.NoReply"},
        {kFilter, kStart, kStop, kFilter, kStart}},
       {"StartDiscovery", {"NotAuthorized"}, {kFilter, kStart, kFilter, kStart}, notAllowed},
-      {"SetDiscoveryFilter",
-       {"org.freedesktop.DBus.Error.AccessDenied"},
-       {kFilter, kFilter, kStart},
-       notAllowed},
       {"GetManagedObjects",
        {"org.freedesktop.DBus.Error.AccessDenied"},
        {kFilter, kStart},
        notAllowed},
-      {"GetManagedObjects", {"org.freedesktop.DBus.Error.NoReply"}, {kFilter, kStart}},
       {"StartDiscovery", often, startedOften, broken},
       {"GetManagedObjects", often, {kFilter, kStart}, broken},
   };
@@ -628,12 +588,7 @@ TEST(BluetoothTest, KnowsDevicesByTheirAddresses) {
   EXPECT_EQ(forgotten, 9900);
   EXPECT_EQ(known.size(), 100U);
   EXPECT_EQ(known.find(path(9899)), nullptr);
-  for (const int i : {9900, 9999}) {
-    ASSERT_NE(known.find(path(i)), nullptr);
-    EXPECT_EQ(known.find(path(i))->beacon, beacon(i));
-  }
-  known.remember(path(9900), {beacon(1), -70});
-  EXPECT_EQ(known.find(path(9900))->rssi, -70);
+  EXPECT_EQ(known.find(path(9900))->beacon, beacon(9900));
   for (int i = 9900; i < 10000; ++i) known.forget(path(i));
   EXPECT_EQ(known.size(), 0U);
   for (const char* odd : {"", "/", "/org/bluez/hci0/dev_00_11_22_33_44_5", "00_11_22_33_44_5g",

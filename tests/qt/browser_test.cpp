@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "log_lines.h"
 #include "waiting.h"
 
 namespace korvani::qt {
@@ -37,15 +38,8 @@ class Taker final : public QObject {
   std::vector<std::string> taken;
 };
 
-/// What the phone has logged.
-QStringList phoneLines;
-
-void keepPhoneLines(QtMsgType, const QMessageLogContext& context, const QString& line) {
-  if (QLatin1String(context.category) == QLatin1String("korvani.phone")) phoneLines << line;
-}
-
 TEST(BrowserTest, UrisGoToWhatHandlesThemUnlessTheyReachIntoThisMachine) {
-  qInstallMessageHandler(keepPhoneLines);
+  const LogLines log("korvani.phone");
   const Taker taker({QStringLiteral("shop"), QStringLiteral("file"), QStringLiteral("javascript"),
                      QStringLiteral("data"), QStringLiteral("view-source"), QStringLiteral("ssh"),
                      QStringLiteral("smb")});
@@ -54,17 +48,17 @@ TEST(BrowserTest, UrisGoToWhatHandlesThemUnlessTheyReachIntoThisMachine) {
        {"unknown://today", "/etc/hostname", "hostname", "", "http://[", "shop"}) {
     EXPECT_FALSE(openOnDesktop(unhandled)) << unhandled;
   }
-  EXPECT_TRUE(phoneLines.empty());
+  EXPECT_TRUE(log.lines().empty());
   for (const std::string& refused :
        {std::string("file:///etc/hostname"), std::string("FILE:/etc/hostname"),
         std::string("javascript:alert(1)"), std::string("view-source:file:///etc/hostname"),
         std::string("ssh://host"), std::string("smb://host/a.desktop"),
         "data:text/html," + std::string(10'000, 'x')}) {
-    phoneLines.clear();
+    log.lines().clear();
     EXPECT_FALSE(openOnDesktop(refused));
-    ASSERT_EQ(phoneLines.size(), 1) << refused;
-    EXPECT_THAT(phoneLines[0].toStdString(), HasSubstr(refused.substr(0, 15)));
-    EXPECT_LT(phoneLines[0].size(), 300) << "an address may be longer than anyone reads";
+    ASSERT_EQ(log.lines().size(), 1U) << refused;
+    EXPECT_THAT(log.lines()[0], HasSubstr(refused.substr(0, 15)));
+    EXPECT_LT(log.lines()[0].size(), 300U) << "an address may be longer than anyone reads";
   }
   EXPECT_THAT(taker.taken, ElementsAre("shop://today?a=b%20c#d"));
 
@@ -89,7 +83,7 @@ struct Failures final : platform::WebViewDelegate {
 
 /// In a program that has no web plug-in beside it.
 TEST(BrowserTest, PagesGoThereWhereNoneCanBeShown) {
-  qInstallMessageHandler(keepPhoneLines);
+  const LogLines log("korvani.phone");
   MainQueue queue;
   std::optional<QWidget> host(std::in_place);
   Screens screens(&*host, queue);
@@ -116,7 +110,7 @@ TEST(BrowserTest, PagesGoThereWhereNoneCanBeShown) {
   runUntil([&] { return !root->presentedViewController(); });
   EXPECT_TRUE(popUps().empty());
   EXPECT_THAT(browser->taken, ElementsAre("http://127.0.0.1/"));
-  EXPECT_THAT(phoneLines.join(QLatin1Char(' ')).toStdString(), HasSubstr("browser"));
+  EXPECT_THAT(log.lines(), testing::Contains(HasSubstr("browser")));
 
   // Where a page would be pushed, the screen below stays in sight.
   const auto navigation =

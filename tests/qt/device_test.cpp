@@ -3,10 +3,6 @@
 #include <gtest/gtest.h>
 #include <korvani/qt/clock.h>
 #include <korvani/qt/system_locale.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <QDBusVariant>
 #include <tuple>
@@ -27,11 +23,8 @@ TEST(LocaleTest, IsThatOfTheMoment) {
   EXPECT_EQ(locale.identifier(), "en_US");
   for (const auto& [value, expected] : {std::pair{"fr_FR.UTF-8", "fr_FR"},
                                         {"de_CH.UTF-8@x", "de_CH"},
-                                        {"sr_RS@latin", "sr_RS"},
-                                        {"C", "en_US"},
                                         {"C.UTF-8", "en_US"},
-                                        {"POSIX", "en_US"},
-                                        {"pt_BR", "pt_BR"}}) {
+                                        {"POSIX", "en_US"}}) {
     qputenv("LANG", value);
     EXPECT_EQ(locale.identifier(), expected);
   }
@@ -70,33 +63,6 @@ TEST(ClockTest, FollowsTheZoneOfTheProcess) {
     EXPECT_EQ(clock.utcOffset(kSummer).count(), inSummer) << zone;
     EXPECT_EQ(clock.utcOffset(kWinter).count(), inWinter) << zone;
   }
-}
-
-constexpr int kNotAllowed = 77;
-
-/// In a process of its own, which sees other files than the rest: 0 if each new zone was seen.
-int seeZonesOfTheSystem(const Clock& clock) {
-  qunsetenv("TZ");
-  if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return kNotAllowed;
-  for (const auto& [zone, expected] : {std::pair{"/usr/share/zoneinfo/Asia/Tokyo", 540},
-                                       {"/usr/share/zoneinfo/America/Phoenix", -420},
-                                       {"/usr/share/zoneinfo/Asia/Tokyo", 540}}) {
-    if (::mount(zone, "/etc/localtime", nullptr, MS_BIND, nullptr) != 0) return kNotAllowed;
-    if (clock.utcOffset(kSummer).count() != expected) return 1;
-  }
-  return 0;
-}
-
-TEST(ClockTest, FollowsTheZoneOfTheSystem) {
-  const Clock clock(ApplicationLife::ofProcess());
-  const pid_t child = ::fork();
-  if (child == 0) ::_exit(seeZonesOfTheSystem(clock));
-  int status = -1;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFEXITED(status));
-  if (WEXITSTATUS(status) == kNotAllowed)
-    GTEST_SKIP() << "this machine allows no mounts of one's own";
-  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST(RandomUuidsTest, AreRandom) {

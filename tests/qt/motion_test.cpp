@@ -14,13 +14,6 @@ namespace {
 const QString kPortal = QStringLiteral("org.freedesktop.portal.Desktop");
 const QString kPath = QStringLiteral("/org/freedesktop/portal/desktop");
 
-struct Setting {
-  const char* group;
-  const char* key;
-  QVariant less;
-  QVariant more;
-};
-
 TEST(MotionTest, FollowsTheSettingsOfDesktops) {
   const PrivateBus bus;
   FakeServices desktop;
@@ -38,12 +31,15 @@ TEST(MotionTest, FollowsTheSettingsOfDesktops) {
   };
   change("org.freedesktop.appearance", "reduced-motion", 0U);
   runUntil([&] { return motion.slideMilliseconds() == 300; });
-  const Setting known[] = {
+  const struct {
+    const char *group, *key;
+    QVariant less, more;
+  } known[] = {
       {"org.gnome.desktop.interface", "enable-animations", false, true},
       {"org.kde.kdeglobals.KDE", "AnimationDurationFactor", QString("0"), QString("0.5")},
       {"org.freedesktop.appearance", "reduced-motion", 1U, QString("nonsense")},
   };
-  for (const Setting& setting : known) {
+  for (const auto& setting : known) {
     change(setting.group, setting.key, setting.less);
     runUntil([&] { return motion.slideMilliseconds() == 0; });
     change(setting.group, "another-key", setting.more);

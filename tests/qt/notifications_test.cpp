@@ -1,10 +1,9 @@
-// Notifications and the battery, through mock services on a bus of the test's own, and through a
-// real notification service.
+// Notifications and the battery, through mock services on a bus of the test's own. A real service
+// of notifications is in the demonstration's road.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/codec/json.h>
 #include <korvani/qt/battery.h>
-#include <korvani/qt/bus_call.h>
 #include <korvani/qt/notifications/local_notifications.h>
 
 #include <QDBusArgument>
@@ -196,36 +195,6 @@ TEST_F(Notifications, WaitForAServiceOrAWindow) {
   EXPECT_THAT(banners_, ElementsAre("third"));
 }
 
-TEST_F(Notifications, AreShownAndOpenedByARealServiceThatTheBusStarts) {
-  QProcess screen;
-  screen.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1")});
-  screen.waitForReadyRead(-1);
-  bus_.setStarted(kService, QStringLiteral("/usr/bin/env DISPLAY=:%1 dunst")
-                                .arg(QString::fromLatin1(screen.readLine().trimmed())));
-  const auto dunst = [](const char* method, const QVariantList& arguments) {
-    return QDBusConnection::sessionBus().call(
-        newCall(kService, kPath, QStringLiteral("org.dunstproject.cmd0"), method, arguments));
-  };
-  expectOpened();
-  post("<b>1</b> & 2", 1);
-  post("3", 2);
-  // An error as long as nothing is shown, and no event then: so asked again and again.
-  while (opened_.size() < 2) {
-    dunst("NotificationAction", {0U});
-    QCoreApplication::processEvents();
-  }
-  EXPECT_THAT(opened_, testing::UnorderedElementsAre(userInfo(1), userInfo(2)));
-  EXPECT_EQ(raisedWith_.size(), 2U);
-  EXPECT_THAT(banners_, ElementsAre());
-  const auto history =
-      qdbus_cast<QList<QVariantMap>>(dunst("NotificationListHistory", {}).arguments().value(0));
-  ASSERT_EQ(history.size(), 2);
-  // Its markup, which it was told not to read as such.
-  EXPECT_EQ(history.back()["body"].toString(), QStringLiteral("&lt;b&gt;1&lt;/b&gt; &amp; 2"));
-  screen.kill();
-  screen.waitForFinished(-1);
-}
-
 /// What comes to the application to be opened.
 class FileOpens final : public QObject {
  public:
@@ -304,16 +273,18 @@ TEST(NotificationsTest, AreBannersWithoutABus) {
 
 TEST(BatteryTest, FollowsThePowerService) {
   const PrivateBus bus;
-  const QString device = QStringLiteral("org.freedesktop.UPower.Device");
   std::optional<MockService> service;
+  const auto setUp = [&](double percentage, bool isPresent) {
+    service->mock(
+        QStringLiteral("SetupDisplayDevice"),
+        {2U, 2U, percentage, 0.0, 0.0, 0.0, qlonglong{0}, qlonglong{0}, isPresent, QString(), 1U});
+  };
   const auto start = [&](double percentage) {
     service.emplace(QStringLiteral("org.freedesktop.UPower"),
                     QStringLiteral("/org/freedesktop/UPower"),
                     QStringList{QStringLiteral("--session"), QStringLiteral("--template"),
                                 QStringLiteral("upower")});
-    service->mock(
-        QStringLiteral("SetupDisplayDevice"),
-        {2U, 2U, percentage, 0.0, 0.0, 0.0, qlonglong{0}, qlonglong{0}, true, QString(), 1U});
+    setUp(percentage, true);
   };
   start(50);
   Battery battery;
@@ -321,11 +292,9 @@ TEST(BatteryTest, FollowsThePowerService) {
   EXPECT_EQ(battery.level(), -1);
   battery.setMonitored(true);
   becomes(0.5F);
-  service->mock(QStringLiteral("SetupDisplayDevice"),
-                {2U, 2U, 25.0, 0.0, 0.0, 0.0, qlonglong{0}, qlonglong{0}, true, QString(), 1U});
+  setUp(25, true);
   becomes(0.25F);
-  service->mock(QStringLiteral("SetupDisplayDevice"),
-                {2U, 2U, 25.0, 0.0, 0.0, 0.0, qlonglong{0}, qlonglong{0}, false, QString(), 1U});
+  setUp(25, false);
   becomes(-1);
   service.reset();
   start(100);

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "fake_services.h"
+#include "log_lines.h"
 #include "private_bus.h"
 
 namespace korvani::qt {
@@ -56,17 +57,9 @@ class Listener final : public location::PositionListener {
   std::vector<std::string> told;
 };
 
-std::vector<std::string> logged;
-
 class PositionsTest : public testing::Test {
  protected:
-  PositionsTest() {
-    positions_.setListener(listener_);
-    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& line) {
-      logged.push_back(line.toStdString());
-    });
-  }
-  ~PositionsTest() override { qInstallMessageHandler(nullptr); }
+  PositionsTest() { positions_.setListener(listener_); }
 
   /// Read by another thread, as any may.
   std::pair<double, double> last() const {
@@ -78,6 +71,7 @@ class PositionsTest : public testing::Test {
     runUntil([this, count] { return made_ == count; });
   }
 
+  const LogLines log_;
   const std::shared_ptr<Listener> listener_ = std::make_shared<Listener>();
   std::vector<std::string>& told_ = listener_->told;
   int made_ = 0;
@@ -133,7 +127,7 @@ TEST_F(PositionsTest, EachFailureIsToldOnceAndTriedAnew) {
   runUntil([this] { return told_.size() == 5; });
   EXPECT_THAT(told_, ElementsAre(HasSubstr("install GeoClue"), HasSubstr("not allowed"),
                                  HasSubstr("has stopped"), HasSubstr("Wi-Fi"), "none"));
-  EXPECT_THAT(logged, ElementsAre(told_[0], told_[1], told_[2], told_[3]));
+  EXPECT_THAT(log_.lines(), ElementsAre(told_[0], told_[1], told_[2], told_[3]));
   EXPECT_EQ(made_, 8);
 
   // What is only repeated from before the failure is no position that comes again.
