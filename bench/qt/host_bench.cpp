@@ -1,5 +1,6 @@
 // What the kit costs a host: start time, memory and mapped libraries of a bare one beside the same
 // with the kit, in runs that take turns.
+#include <bench/figure.h>
 #include <time.h>
 
 #include <QCoreApplication>
@@ -62,6 +63,7 @@ int main(int argc, char** argv) {
   qputenv("XDG_CONFIG_HOME", home.path().toLocal8Bit());
   const QCoreApplication application(argc, argv);
   const korvani::qt::PrivateBus bus;
+  namespace bench = korvani::bench;
 
   constexpr std::array kHosts{BARE_HOST, KIT_HOST};
   std::array<std::array<std::vector<double>, kNames.size()>, kHosts.size()> results;
@@ -86,8 +88,8 @@ int main(int argc, char** argv) {
     differences[i] = kit - bare;
     std::printf("%-12s%10.1f%10.1f%+12.1f%8.2f\n", kNames[i], bare, kit, kit - bare, kit / bare);
   }
-  const bool kept = differences[0] <= kMostMilliseconds && differences[2] <= kMostMebibytes;
-  std::printf("\nwithin %.0f ms and %.0f MiB of memory of its own: %s\n", kMostMilliseconds,
-              kMostMebibytes, kept ? "yes" : "no");
-  return kept ? 0 : 1;
+  std::printf("\n");
+  bench::printUnder("start of a host, more with the kit", differences[0], kMostMilliseconds, "ms");
+  bench::printUnder("memory of a host, more with the kit", differences[2], kMostMebibytes, "MiB");
+  return 0;
 }

@@ -1,0 +1,244 @@
+// What it costs to report a beacon and to get a scenario for it, from the ranging result until the
+// notification is handed over, on the Linux phone's own HTTP, threads, JSON and store: beside the
+// same request sent and the same answer parsed with libcurl and nlohmann-json alone, and with Qt's.
+// The service is another process on the loopback interface.
+#include <bench/figure.h>
+#include <curl/curl.h>
+#include <httplib.h>
+#include <korvani/codec/json.h>
+#include <korvani/qt/clock.h>
+#include <korvani/qt/queues.h>
+#include <korvani/qt/url_connection.h>
+#include <korvani/qt/user_defaults.h>
+#include <korvani/sdk/korvani.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <tests/kit/forwarding_phone.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTemporaryDir>
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <semaphore>
+#include <stdexcept>
+#include <string>
+
+namespace korvani::bench {
+namespace {
+
+constexpr int kRounds = 9;
+constexpr int kExchanges = 1000;
+constexpr const char* kKey = "bench-key";
+constexpr const char* kAnswer =
+    R"({"success":true,"notification_text":"Half price on pears until noon","type":"IMG",)"
+    R"("image":{"url":"http://127.0.0.1:8780/content/pears.png","action":"WVW"},)"
+    R"("scenario_history_id":4711,"disabled":false})";
+
+/// Processor time of all threads of this process, in seconds.
+double processorTime() {
+  timespec time{};
+  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+/// Starts the service and returns its port.
+int startService() {
+  int ends[2];
+  if (::pipe(ends) != 0) throw std::runtime_error("no pipe");
+  if (::fork() == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    httplib::Server server;
+    server.set_tcp_nodelay(true);
+    server.set_keep_alive_max_count(std::numeric_limits<std::size_t>::max());
+    server.set_keep_alive_timeout(3600);
+    server.Post("/.*", [](const httplib::Request&, httplib::Response& response) {
+      response.set_content(kAnswer, "application/json");
+    });
+    const int port = server.bind_to_any_port("127.0.0.1");
+    if (::write(ends[1], &port, sizeof port) == sizeof port) server.listen_after_bind();
+    ::_exit(1);
+  }
+  int port = 0;
+  if (::read(ends[0], &port, sizeof port) != sizeof port) throw std::runtime_error("no service");
+  return port;
+}
+
+/// The Linux phone's, which it shows the body of each request.
+class Connection final : public platform::URLConnection {
+ public:
+  explicit Connection(int port)
+      : connection_({{"127.0.0.1:8780", "127.0.0.1:" + std::to_string(port)}}) {}
+  void sendAsynchronousRequest(platform::URLRequest request, std::shared_ptr<platform::Queue> queue,
+                               CompletionHandler handler) override {
+    if (request.HTTPBody) body = *request.HTTPBody;
+    connection_.sendAsynchronousRequest(std::move(request), std::move(queue), std::move(handler));
+  }
+  std::optional<std::string> dataWithContentsOfURL(const platform::URL& url) override {
+    return connection_.dataWithContentsOfURL(url);
+  }
+  std::string body;
+
+ private:
+  qt::URLConnection connection_;
+};
+
+/// What takes part in an exchange is the Linux phone's; the rest stands still.
+class Phone final : public ForwardingPhone {
+ public:
+  Phone(int port, const QString& settingsFile)
+      : store_(life_, queues_, json_, settingsFile), connection(port) {
+    whole.setEffectHandler([](const simulator::Effect&) {});
+    whole.settings().location = platform::Coordinate{48.856613, 2.352222};
+  }
+  platform::Clock& clock() override { return clock_; }
+  platform::UserDefaults& standardUserDefaults() override { return store_; }
+  platform::Queues& queues() override { return queues_; }
+  platform::URLConnection& urlConnection() override { return connection; }
+  platform::JSONSerialization& json() override { return json_; }
+  platform::Application& application() override { return application_; }
+
+ private:
+  qt::ApplicationLife& life_ = qt::ApplicationLife::ofProcess();
+  qt::Clock clock_{life_};
+  qt::Queues queues_{life_};
+  codec::JSON json_;
+  qt::UserDefaults store_;
+  NotifiedApplication application_{whole.application(),
+                                   [this](const auto&) { handedOver.release(); }};
+
+ public:
+  Connection connection;
+  std::binary_semaphore handedOver{0};
+};
+
+class OfKit {
+ public:
+  explicit OfKit(Phone& phone) : phone_(phone) {
+    Korvani::initWithAPIKey(kKey, nullptr, /*isProd=*/false);
+    kit_ = Korvani::sharedInstance();
+  }
+  /// The beacon goes to and fro between two zones.
+  void exchange() {
+    beacons_[0].proximity ^= platform::kProximityNear ^ platform::kProximityFar;
+    kit_->locationManagerDidRangeBeacons(nullptr, beacons_, nullptr);
+    phone_.handedOver.acquire();
+  }
+
+ private:
+  Phone& phone_;
+  std::shared_ptr<platform::LocationManagerDelegate> kit_;
+  std::vector<platform::Beacon> beacons_{
+      {.proximityUUID = *platform::Uuid::fromString("5A1C0DE2-7B4E-4F19-9C3D-2E8B6F0A4D71"),
+       .major = 1,
+       .minor = 171,
+       .proximity = platform::kProximityNear}};
+};
+
+/// One handle for all, as libcurl is fastest.
+class OfLibcurl {
+ public:
+  OfLibcurl(const std::string& url, const std::string& body) {
+    headers_ = curl_slist_append(nullptr, ("X-Api-Key: " + std::string(kKey)).c_str());
+    curl_easy_setopt(curl_, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, headers_);
+    curl_easy_setopt(curl_, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+    curl_easy_setopt(curl_, CURLOPT_COPYPOSTFIELDS, body.c_str());
+    curl_easy_setopt(curl_, CURLOPT_WRITEFUNCTION, &received);
+    curl_easy_setopt(curl_, CURLOPT_WRITEDATA, &answer_);
+  }
+  void exchange() {
+    answer_.clear();
+    const CURLcode result = curl_easy_perform(curl_);
+    if (result != CURLE_OK || !nlohmann::json::parse(answer_).value("success", false)) {
+      throw std::runtime_error(curl_easy_strerror(result));
+    }
+  }
+
+ private:
+  static std::size_t received(const char* data, std::size_t size, std::size_t count, void* answer) {
+    static_cast<std::string*>(answer)->append(data, size * count);
+    return size * count;
+  }
+
+  CURL* const curl_ = curl_easy_init();
+  curl_slist* headers_ = nullptr;
+  std::string answer_;
+};
+
+class OfQt {
+ public:
+  OfQt(const std::string& url, const std::string& body)
+      : request_(QUrl(QString::fromStdString(url))), body_(QByteArray::fromStdString(body)) {
+    request_.setRawHeader("X-Api-Key", kKey);
+    request_.setHeader(QNetworkRequest::ContentTypeHeader,
+                       QStringLiteral("application/x-www-form-urlencoded"));
+  }
+  void exchange() {
+    QEventLoop loop;
+    const std::unique_ptr<QNetworkReply> reply(manager_.post(request_, body_));
+    QObject::connect(reply.get(), &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    loop.exec();
+    if (!QJsonDocument::fromJson(reply->readAll())
+             .object()
+             .value(QLatin1String("success"))
+             .toBool()) {
+      throw std::runtime_error(reply->errorString().toStdString());
+    }
+  }
+
+ private:
+  QNetworkAccessManager manager_;
+  QNetworkRequest request_;
+  const QByteArray body_;
+};
+
+/// The processor time of one exchange, in microseconds, where it is less than the least so far.
+template <typename Way>
+void round(Way& way, double& least) {
+  const double before = processorTime();
+  for (int i = 0; i < kExchanges; ++i) way.exchange();
+  least = std::min(least, 1e6 * (processorTime() - before) / kExchanges);
+}
+
+int run(int port) {
+  const QTemporaryDir folder;
+  const auto phone = std::make_shared<Phone>(port, folder.filePath(QStringLiteral("store.ini")));
+  platform::Platform::install(phone);
+  OfKit kit(*phone);
+  kit.exchange();
+  const std::string url = "http://127.0.0.1:" + std::to_string(port) + "/scenario";
+  OfLibcurl libcurl(url, phone->connection.body);
+  OfQt qt(url, phone->connection.body);
+  double ofKit = std::numeric_limits<double>::max();
+  double ofLibcurl = ofKit;
+  double ofQt = ofKit;
+  for (int i = 0; i < kRounds; ++i) {
+    round(kit, ofKit);
+    round(libcurl, ofLibcurl);
+    round(qt, ofQt);
+  }
+  printRatio("scenario exchange", ofKit, "libcurl and nlohmann-json alone", ofLibcurl, 1.25, "us");
+  printRatio("scenario exchange", ofKit, "QNetworkAccessManager and QJson", ofQt, 0.25, "us");
+  // The phone is the process's, and its threads may still be at work.
+  std::_Exit(0);
+}
+
+}  // namespace
+}  // namespace korvani::bench
+
+int main(int argc, char** argv) {
+  const int port = korvani::bench::startService();
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  qputenv("no_proxy", "*");
+  QApplication application(argc, argv);
+  return korvani::bench::run(port);
+}
