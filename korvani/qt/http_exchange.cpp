@@ -12,7 +12,6 @@ namespace korvani::qt {
 namespace {
 
 constexpr long kRedirects = 10;
-constexpr long kTimeOutSeconds = 60;
 
 /// The characters of a method or of a header's name (RFC 9110, "token").
 bool isToken(std::string_view text) {
@@ -52,10 +51,10 @@ std::optional<std::string> flawOf(const platform::URLRequest& request) {
 
 }  // namespace
 
-HttpExchange::HttpExchange(platform::URLRequest request, std::size_t limit, curl_slist* mappedHosts,
+HttpExchange::HttpExchange(platform::URLRequest request, Limits limits, curl_slist* mappedHosts,
                            Finished finished)
     : request_(std::move(request)),
-      limit_(limit),
+      limits_(limits),
       finished_(std::move(finished)),
       flaw_(flawOf(request_)) {
   if (flaw_) return;
@@ -81,7 +80,7 @@ void HttpExchange::setLimits() {
   libCurl().easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   libCurl().easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
   libCurl().easy_setopt(curl, CURLOPT_MAXREDIRS, kRedirects);
-  libCurl().easy_setopt(curl, CURLOPT_TIMEOUT, kTimeOutSeconds);
+  libCurl().easy_setopt(curl, CURLOPT_TIMEOUT_MS, static_cast<long>(limits_.time.count()));
   libCurl().easy_setopt(curl, CURLOPT_HEADERFUNCTION, &headerReceived);
   libCurl().easy_setopt(curl, CURLOPT_HEADERDATA, this);
   libCurl().easy_setopt(curl, CURLOPT_WRITEFUNCTION, &bodyReceived);
@@ -158,7 +157,7 @@ std::size_t HttpExchange::headerReceived(char* data, std::size_t size, std::size
   if (line.starts_with("HTTP/")) exchange->headIsWhole_ = false;
   if (line == "\r\n" || line == "\n") exchange->headIsWhole_ = true;
   exchange->received_ += line.size();
-  if (exchange->received_ <= exchange->limit_) return size * count;
+  if (exchange->received_ <= exchange->limits_.bytes) return size * count;
   exchange->stopped_ = "the answer is too long";
   return 0;
 }
@@ -167,7 +166,7 @@ std::size_t HttpExchange::bodyReceived(char* data, std::size_t size, std::size_t
                                        void* self) {
   auto* exchange = static_cast<HttpExchange*>(self);
   std::string& body = exchange->response_.data;
-  if (size * count > exchange->limit_ - body.size()) {
+  if (size * count > exchange->limits_.bytes - body.size()) {
     exchange->stopped_ = "the answer is too long";
     return 0;
   }

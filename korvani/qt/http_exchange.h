@@ -4,6 +4,7 @@
 #include <korvani/platform/url_connection.h>
 #include <korvani/qt/libcurl.h>
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -12,15 +13,20 @@
 
 namespace korvani::qt {
 
-/// On any thread but the main one, one at a time. http and https only, at most 10 redirects, 60
-/// seconds, and `limit` bytes of answer. A request that is no download goes out once: an answer
-/// that does not come is an error, where libcurl would send it again on a new connection.
+/// On any thread but the main one, one at a time. http and https only, and at most 10 redirects. A
+/// request that is no download goes out once: an answer that does not come is an error, where
+/// libcurl would send it again on a new connection.
 class HttpExchange {
  public:
   using Finished = std::function<void(platform::URLResponse)>;
+  /// Of the answer: of its head and of its body each, and from the request to its end.
+  struct Limits {
+    std::size_t bytes;
+    std::chrono::milliseconds time;
+  };
 
   /// `mappedHosts` (see CURLOPT_CONNECT_TO) outlives the exchange; null for none.
-  HttpExchange(platform::URLRequest request, std::size_t limit, curl_slist* mappedHosts,
+  HttpExchange(platform::URLRequest request, Limits limits, curl_slist* mappedHosts,
                Finished finished);
   HttpExchange(const HttpExchange&) = delete;
   HttpExchange& operator=(const HttpExchange&) = delete;
@@ -50,7 +56,7 @@ class HttpExchange {
   static curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address);
 
   const platform::URLRequest request_;
-  const std::size_t limit_;
+  const Limits limits_;
   const Finished finished_;
   platform::URLResponse response_;
   std::size_t received_ = 0;

@@ -84,7 +84,8 @@ void URLConnection::sendAsynchronousRequest(platform::URLRequest request,
     queue->async([handler, response = std::move(response)] { handler(response); });
   };
   submit([this, request = std::move(request), finished = std::move(finished)] {
-    return std::make_unique<HttpExchange>(request, kLongestAnswer, mapping_, finished);
+    return std::make_unique<HttpExchange>(request, HttpExchange::Limits{kLongestAnswer, timeOut_},
+                                          mapping_, finished);
   });
 }
 
@@ -92,7 +93,8 @@ std::optional<std::string> URLConnection::dataWithContentsOfURL(const platform::
   const auto awaited = std::make_shared<Awaited>();
   submit([this, awaited, address = url.absoluteString()] {
     return std::make_unique<HttpExchange>(
-        platform::URLRequest{address, "GET", {}, std::nullopt}, kLongestDownload, mapping_,
+        platform::URLRequest{address, "GET", {}, std::nullopt},
+        HttpExchange::Limits{kLongestDownload, timeOut_}, mapping_,
         [awaited](platform::URLResponse response) { awaited->arrive(std::move(response)); });
   });
   platform::URLResponse response = awaited->wait();

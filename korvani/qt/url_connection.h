@@ -4,6 +4,7 @@
 #include <korvani/platform/url_connection.h>
 #include <korvani/qt/http_exchange.h>
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <map>
@@ -18,9 +19,11 @@ namespace korvani::qt {
 
 class URLConnection final : public platform::URLConnection {
  public:
-  /// Main thread. Requests to a "host:port" of the map go to its other "host:port" instead.
-  explicit URLConnection(std::map<std::string, std::string> mappedHosts = {})
-      : mappedHosts_(std::move(mappedHosts)) {}
+  /// Main thread. Requests to a "host:port" of the map go to its other "host:port" instead. An
+  /// answer that has not come whole in time is an error.
+  explicit URLConnection(std::map<std::string, std::string> mappedHosts = {},
+                         std::chrono::milliseconds timeOut = std::chrono::minutes(1))
+      : mappedHosts_(std::move(mappedHosts)), timeOut_(timeOut) {}
   ~URLConnection() override;
 
   void sendAsynchronousRequest(platform::URLRequest request, std::shared_ptr<platform::Queue> queue,
@@ -46,6 +49,7 @@ class URLConnection final : public platform::URLConnection {
   void finishCompleted();
 
   const std::map<std::string, std::string> mappedHosts_;
+  const std::chrono::milliseconds timeOut_;
   curl_slist* mapping_ = nullptr;
   /// Those under way; only for the thread.
   std::map<CURL*, std::unique_ptr<HttpExchange>> exchanges_;

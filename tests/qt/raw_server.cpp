@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -36,6 +37,33 @@ bool sendAll(int connection, std::string_view bytes) {
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
   return true;
+}
+
+/// False when the connection is at its end.
+bool send(int connection, const RawServer::Reply& reply) {
+  switch (reply.manner) {
+    case RawServer::Manner::kThenSilence:
+      return sendAll(connection, reply.bytes);
+    case RawServer::Manner::kThenReset: {
+      sendAll(connection, reply.bytes);
+      const sockaddr nowhere{.sa_family = AF_UNSPEC, .sa_data = {}};
+      ::connect(connection, &nowhere, sizeof nowhere);
+      return false;
+    }
+    case RawServer::Manner::kForEver:
+      while (sendAll(connection, reply.bytes)) {
+      }
+      return false;
+    case RawServer::Manner::kByteByByte:
+      for (const char& byte : reply.bytes) {
+        if (!sendAll(connection, {&byte, 1})) return false;
+      }
+      break;
+    case RawServer::Manner::kAtOnce:
+      if (!sendAll(connection, reply.bytes)) return false;
+  }
+  // An answer without a length ends with the connection.
+  return reply.bytes.find("\r\nContent-Length: ") != std::string::npos;
 }
 
 }  // namespace
@@ -89,6 +117,8 @@ void RawServer::accept() {
   while (true) {
     const int connection = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     if (connection < 0) return;
+    const int atOnce = 1;
+    ::setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &atOnce, sizeof atOnce);
     const std::lock_guard lock(mutex_);
     sockets_.push_back(connection);
     threads_.emplace_back([this, connection] { serve(connection); });
@@ -108,10 +138,7 @@ void RawServer::serve(int connection) {
         number = requests_.size();
         requests_.push_back(*request);
       }
-      const std::string answer = answer_(number, *request);
-      // An answer without a length ends with the connection.
-      const bool hangsUp = answer.find("\r\nContent-Length: ") == std::string::npos;
-      if (!sendAll(connection, answer) || hangsUp) {
+      if (!send(connection, answer_(number, *request))) {
         ::shutdown(connection, SHUT_RDWR);
         return;
       }

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace korvani::qt {
@@ -13,8 +14,15 @@ namespace korvani::qt {
 /// Listens on a free port of the loopback interface until it is destroyed.
 class RawServer {
  public:
-  /// The bytes of the answer to the request of that number, from 0; none hangs up.
-  using Answer = std::function<std::string(std::size_t number, const std::string& request)>;
+  enum class Manner { kAtOnce, kByteByByte, kThenSilence, kThenReset, kForEver };
+  /// The bytes of an answer, and how they come: none, or some without a length, hang up.
+  struct Reply {
+    Reply(std::string all, Manner how = Manner::kAtOnce) : bytes(std::move(all)), manner(how) {}
+    std::string bytes;
+    Manner manner;
+  };
+  /// The answer to the request of that number, from 0.
+  using Answer = std::function<Reply(std::size_t number, const std::string& request)>;
 
   explicit RawServer(Answer answer);
   ~RawServer();
