@@ -20,13 +20,14 @@ long allocations = 0;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined, or the compiler sees a free() of what came from new.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   ++allocations;
   if (void* const memory = std::malloc(size)) return memory;
   throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace korvani::bench {
 namespace {
