@@ -1,5 +1,7 @@
-// What no record of effects shows: the pop-ups' own operations, and the rules of presentation.
+// What no record of effects shows: the pop-ups' own operations, the close image's pixels, and the
+// rules of presentation.
 #include <gtest/gtest.h>
+#include <korvani/codec/png.h>
 #include <korvani/simulator/simulated_phone.h>
 #include <korvani/ui/korvani_view.h>
 #include <korvani/ui/korvani_web_view.h>
@@ -46,6 +48,36 @@ void expectOwnImageIsKept(const std::shared_ptr<const Image>& own) {
 TEST_F(PopUps, CloseImageBeforeAndAfterLoading) {
   expectOwnImageIsKept<KorvaniView>(custom);
   expectOwnImageIsKept<KorvaniWebView>(custom);
+}
+
+TEST_F(PopUps, DefaultCloseImageIsAWhiteDiscWithATransparentCross) {
+  const auto popUp = std::make_shared<KorvaniView>();
+  popUp->view();
+  const auto image = std::dynamic_pointer_cast<const codec::PngImage>(popUp->imageButton());
+  ASSERT_TRUE(image);
+  ASSERT_EQ(image->pixelWidth(), 75);
+  ASSERT_EQ(image->pixelHeight(), 75);
+  EXPECT_EQ(image->size(), (platform::Size{25, 25}));
+
+  const auto pixels = image->pixels();
+  const auto alpha = [&](std::size_t x, std::size_t y) { return pixels[4 * (75 * y + x) + 3]; };
+  int partly = 0;
+  for (std::size_t y = 0; y < 75; ++y) {
+    for (std::size_t x = 0; x < 75; ++x) {
+      for (std::size_t channel = 0; channel < 3; ++channel) {
+        ASSERT_EQ(pixels[4 * (75 * y + x) + channel], 255) << x << ',' << y;
+      }
+      if (alpha(x, y) != 0 && alpha(x, y) != 255) ++partly;
+      EXPECT_EQ(alpha(x, y), alpha(74 - x, y)) << "the picture is symmetric";
+      EXPECT_EQ(alpha(x, y), alpha(y, x)) << "the picture is symmetric";
+    }
+  }
+  EXPECT_GT(partly, 75) << "edges are smooth";
+  EXPECT_EQ(alpha(37, 37), 0) << "the middle of the cross";
+  EXPECT_EQ(alpha(30, 30), 0) << "an arm of the cross";
+  EXPECT_EQ(alpha(0, 0), 0) << "outside of the disc";
+  EXPECT_EQ(alpha(37, 2), 255) << "the disc fills the canvas";
+  EXPECT_EQ(alpha(37, 25), 255) << "between the arms";
 }
 
 TEST_F(PopUps, APageIsLoadedByTheWebViewThatExists) {
