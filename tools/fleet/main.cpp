@@ -38,8 +38,9 @@ class Processes {
   void start(const Habits& habits, std::size_t phone, bool isDisabled, Ledger& ledger) {
     if (running_ == jobs_) reap();
     const pid_t child = ::fork();
-    if (child < 0)
+    if (child < 0) {
       throw std::system_error(errno, std::generic_category(), "no process for a phone");
+    }
     if (child == 0) std::_Exit(liveHere(habits, phone, isDisabled, ledger));
     ++running_;
     ++count_;
