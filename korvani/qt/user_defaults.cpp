@@ -3,6 +3,8 @@
 #include <korvani/qt/stored_value.h>
 #include <korvani/qt/user_defaults.h>
 
+#include <QFile>
+#include <QLockFile>
 #include <utility>
 
 namespace korvani::qt {
@@ -10,6 +12,7 @@ namespace korvani::qt {
 namespace {
 
 constexpr std::chrono::milliseconds kFlushDelay{100};
+constexpr std::chrono::milliseconds kLockPatience{500};
 
 QString toQString(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -26,7 +29,12 @@ UserDefaults::UserDefaults(ApplicationLife& life, platform::Queues& queues,
     format_ = hosts.format();
   }
   // Read once here, so that what Qt keeps of settings exists before any thread asks for them.
-  settings().sync();
+  QSettings opened = settings();
+  opened.sync();
+  if (opened.status() == QSettings::FormatError) {
+    qCWarning(phoneLog, "%s is damaged: what cannot be read counts as not set",
+              qUtf8Printable(file_));
+  }
 }
 
 QSettings UserDefaults::settings() const { return QSettings(file_, format_); }
@@ -73,9 +81,15 @@ platform::Value UserDefaults::dictionaryRepresentation() const {
   return all;
 }
 
+bool UserDefaults::canBeLocked() const {
+  const QString name = file_ + QStringLiteral(".lock");
+  return !QFile::exists(name) || QLockFile(name).tryLock(kLockPatience);
+}
+
 void UserDefaults::flush() {
   const std::lock_guard lock(mutex_);
   flushIsDue_ = false;
+  if (!canBeLocked()) return sayFailure();
   QSettings file = settings();
   for (const auto& [key, value] : unwritten_) {
     if (value.isNull()) {
@@ -89,9 +103,14 @@ void UserDefaults::flush() {
   if (file.status() == QSettings::NoError) {
     unwritten_.clear();
     saidFailure_ = false;
-  } else if (!std::exchange(saidFailure_, true)) {
-    qCWarning(phoneLog, "%s cannot be written: settings are kept in memory", qUtf8Printable(file_));
+  } else {
+    sayFailure();
   }
+}
+
+void UserDefaults::sayFailure() {
+  if (std::exchange(saidFailure_, true)) return;
+  qCWarning(phoneLog, "%s cannot be written: settings are kept in memory", qUtf8Printable(file_));
 }
 
 }  // namespace korvani::qt

@@ -35,6 +35,10 @@ class UserDefaults final : public platform::UserDefaults {
   /// A settings object of the moment: one that lives on would get events on the main thread, there
   /// without our mutex.
   QSettings settings() const;
+  /// QSettings itself would wait half a minute for a lock that nobody holds any more, as it is left
+  /// by a process that was killed, or whose machine stopped, before it wrote its number there.
+  bool canBeLocked() const;
+  void sayFailure();
 
   ApplicationLife& life_;
   platform::Queues& queues_;

@@ -1,15 +1,31 @@
 // The store over real files: what comes back after a restart, and what strangers left there.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/codec/json.h>
 #include <korvani/qt/queues.h>
 #include <korvani/qt/user_defaults.h>
+#include <sys/fsuid.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSize>
 #include <QTemporaryDir>
+#include <atomic>
 #include <cmath>
+#include <csignal>
+#include <ctime>
+#include <functional>
 #include <limits>
+#include <random>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "waiting.h"
 
@@ -141,20 +157,165 @@ TEST_F(Store, WritesByItselfSoon) {
   EXPECT_EQ(open(afresh(file)).objectForKey("b"), Value(8));
 }
 
+/// The phone's own lines while it lives.
+class Warnings {
+ public:
+  Warnings() {
+    texts().clear();
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext& context, const QString& text) {
+      if (QLatin1String(context.category) == QLatin1String("korvani.phone")) {
+        texts().push_back(text.toStdString());
+      }
+    });
+  }
+  ~Warnings() { qInstallMessageHandler(nullptr); }
+  static std::vector<std::string>& texts() {
+    static std::vector<std::string> texts;
+    return texts;
+  }
+};
+
 TEST_F(Store, KeepsInMemoryWhatCannotBeWritten) {
-  static int warnings = 0;
-  qInstallMessageHandler([](QtMsgType type, const QMessageLogContext& context, const QString&) {
-    if (type == QtWarningMsg && QLatin1String(context.category) == QLatin1String("korvani.phone")) {
-      ++warnings;
+  const QString full = path("full.ini"), readOnly = path("read-only/settings.ini"),
+                locked = path("locked.ini");
+  ASSERT_TRUE(QDir(folder_.path()).mkdir(QStringLiteral("read-only")));
+  for (const QString& file : {full, readOnly, locked}) write(file, "[General]\nold=1\n");
+  ::chmod(folder_.path().toUtf8(), 0755);
+  ::chmod(path("read-only").toUtf8(), 0555);
+  // What a process leaves that was killed, or whose machine stopped, just when it took the lock.
+  write(locked + QStringLiteral(".lock"), "");
+  ::signal(SIGXFSZ, SIG_IGN);
+  rlimit space{};
+  ::getrlimit(RLIMIT_FSIZE, &space);
+  const auto limitSpace = [&](rlim_t bytes) {
+    const rlimit limit{bytes, space.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  };
+  const auto nothing = [] {};
+  struct Case {
+    QString file;
+    std::function<void()> begin, end;
+    bool lasts = false;
+  };
+  const Case cases[] = {
+      {QStringLiteral("/dev/null/settings.ini"), nothing, nothing, true},
+      // Root may write everywhere, another user not.
+      {readOnly, [] { ::setfsuid(65534); }, [] { ::setfsuid(::geteuid()); }},
+      {full, [&] { limitSpace(64); }, [&] { limitSpace(space.rlim_cur); }},
+      {locked, nothing, [&] { QFile::remove(locked + QStringLiteral(".lock")); }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.file.toStdString());
+    const Warnings warnings;
+    const std::string value(100, 'v');
+    UserDefaults store = open(c.file);
+    c.begin();
+    store.setObject(value, "key");
+    store.synchronize();
+    store.synchronize();
+    c.end();
+    EXPECT_EQ(store.objectForKey("key"), Value(value));
+    EXPECT_THAT(Warnings::texts(),
+                testing::ElementsAre(c.file.toStdString() +
+                                     " cannot be written: settings are kept in memory"));
+    if (c.lasts) continue;
+    EXPECT_EQ(open(afresh(c.file)).dictionaryRepresentation(),
+              Value(Value::Dictionary{{"old", "1"}}));
+    ::chmod(path("read-only").toUtf8(), 0755);
+    store.synchronize();
+    EXPECT_EQ(open(afresh(c.file)).objectForKey("key"), Value(value));
+  }
+}
+
+TEST_F(Store, DamageCostsNoMoreThanWhatItHits) {
+  const QString file = path("whole.ini");
+  {
+    UserDefaults store = open(file);
+    store.setObject("0F4D71A2-7B4E-4F19-9C3D-2E8B6F0A4D71", "device_registration_id");
+    store.setObject(true, "KVNotificationDisable");
+    store.setObject(platform::Date(std::chrono::milliseconds(1'763'200'000'123)), "KVLastRequest");
+    store.synchronize();
+  }
+  QFile in(file);
+  ASSERT_TRUE(in.open(QIODevice::ReadOnly));
+  const QByteArray whole = in.readAll();
+  std::size_t said = 0;
+  for (qsizetype at = 0; at < whole.size(); ++at) {
+    QByteArray flipped = whole, lost = whole;
+    flipped[at] = static_cast<char>(flipped[at] ^ 0x55);
+    lost[at] = 0;
+    for (const QByteArray& damaged : {flipped, lost, whole.left(at), whole.mid(at)}) {
+      SCOPED_TRACE(damaged.toStdString());
+      const QString copy = path("damaged") + QString::number(++copies_);
+      write(copy, damaged);
+      const Warnings warnings;
+      UserDefaults store = open(copy);
+      EXPECT_LE(store.dictionaryRepresentation().dictionary()->size(), 4U);
+      if (at % 16 == 0) {
+        store.setObject(7, "new");
+        store.synchronize();
+        EXPECT_EQ(open(afresh(copy)).objectForKey("new"), Value(7));
+      }
+      for (const std::string& text : Warnings::texts()) {
+        EXPECT_EQ(text, copy.toStdString() + " is damaged: what cannot be read counts as not set");
+      }
+      EXPECT_LE(Warnings::texts().size(), 1U);
+      said += Warnings::texts().size();
     }
-  });
-  UserDefaults store = open(QStringLiteral("/dev/null/settings.ini"));
-  store.setObject("kept", "key");
-  store.synchronize();
-  store.synchronize();
-  EXPECT_EQ(store.objectForKey("key"), Value("kept"));
-  EXPECT_EQ(warnings, 1);
-  qInstallMessageHandler(nullptr);
+  }
+  EXPECT_GE(said, 3U) << "a key without its equals sign, at least";
+}
+
+/// A thousand times and in other moments: --gtest_shuffle --gtest_repeat=34.
+TEST_F(Store, AKilledWriterLeavesTheOldOrTheNew) {
+  const QString file = path("killed.ini");
+  write(file, "[window]\nsize=@Size(3 4)\n");
+  struct Progress {
+    std::atomic<int> begun, done;
+  };
+  void* const shared =
+      ::mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  auto& progress = *new (shared) Progress{};
+  std::mt19937 random(static_cast<unsigned>(testing::UnitTest::GetInstance()->random_seed()));
+  constexpr const char* kKeys[] = {"a", "b", "c"};
+  constexpr int kKills = 30;
+  std::uniform_int_distribution<long> nanoseconds(1, 5'000'000);
+  for (int kill = 0; kill < kKills; ++kill) {
+    itimerspec moment{};
+    moment.it_value.tv_nsec = nanoseconds(random);
+    const pid_t writer = ::fork();
+    if (writer == 0) {
+      UserDefaults store = open(file);
+      sigevent deadly{};
+      deadly.sigev_notify = SIGEV_SIGNAL;
+      deadly.sigev_signo = SIGKILL;
+      timer_t timer{};
+      ::timer_create(CLOCK_MONOTONIC, &deadly, &timer);
+      const int first = progress.done + 1;
+      for (int i = first;; ++i) {
+        if (i == first + 1) ::timer_settime(timer, 0, &moment, nullptr);
+        progress.begun = i;
+        for (const char* key : kKeys) store.setObject(i, key);
+        store.synchronize();
+        progress.done = i;
+      }
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(writer, &status, 0), writer);
+    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    const Value all = open(afresh(file)).dictionaryRepresentation();
+    EXPECT_TRUE(all.has("window/size")) << "the host's own";
+    for (const char* key : kKeys) EXPECT_EQ(all.at(key), all.at(kKeys[0]));
+    const std::int64_t* const kept = all.at(kKeys[0]).integer();
+    const int now = kept ? static_cast<int>(*kept) : 0;
+    EXPECT_TRUE(now == progress.done || now == progress.begun)
+        << now << " after " << progress.done << " and " << progress.begun;
+    progress.done = now;
+    // Taken and not yet signed, it is let go of only after half a minute.
+    const QString lock = file + QStringLiteral(".lock");
+    if (QFileInfo(lock).size() == 0) QFile::remove(lock);
+  }
+  EXPECT_GE(progress.done, kKills) << "each writer writes once at least";
 }
 
 TEST_F(Store, AnyThread) {
