@@ -83,17 +83,6 @@ TEST_F(Proximity, FirstZone) {
   EXPECT_EQ(doubtful.estimate(Moment(11s)).proximity, 2);
 }
 
-TEST_F(Proximity, KeepsItsZoneThroughUselessSignalsAndDips) {
-  ProximityEstimator estimator(model_);
-  for (int i = 0; i < 10; ++i) estimator.heard(Moment(i * 1s), -59, kMeasuredPower);
-  const double before = estimator.estimate(Moment(10s)).accuracy;
-  estimator.heard(Moment(10s), 127, kMeasuredPower);
-  estimator.heard(Moment(11s), 0, kMeasuredPower);
-  EXPECT_EQ(estimator.estimate(Moment(11s)).accuracy, before);
-  for (int i = 12; i < 14; ++i) estimator.heard(Moment(i * 1s), -71, kMeasuredPower);
-  EXPECT_LT(estimator.estimate(Moment(14s)).accuracy, 1.6);
-}
-
 /// However sure the estimator was, a leap from one end of the range to the other is believed.
 TEST_F(Proximity, BelievesALeap) {
   ProximityEstimator estimator(model_);

@@ -302,13 +302,11 @@ TEST_F(Bluetooth, ListensForPresenceInTurns) {
 
 TEST_F(Bluetooth, HasTheDaemonWatchForPresence) {
   // Discovery turns once and would then pause for ever, if the monitor did not take its place.
-  settings_.sweep = 20ms;
-  settings_.followedFor = 10ms;
+  settings_.sweep = 60ms;
+  settings_.followedFor = 30ms;
   bluez(true);
   start(kPresence);
   awaitAsked("Activate answered");
-  awaitAsked(kStop);
-  QCoreApplication::processEvents();
   const QVariantMap monitor = bluez_->monitor.value(bluetooth::kMonitor);
   EXPECT_EQ(monitor.value(QStringLiteral("Type")).toString(), QStringLiteral("or_patterns"));
   const auto patterns = monitor.value(QStringLiteral("Patterns")).value<QDBusArgument>();
@@ -325,15 +323,18 @@ TEST_F(Bluetooth, HasTheDaemonWatchForPresence) {
   EXPECT_EQ(type, 0xFF);
   EXPECT_EQ(bytes.toHex(), QByteArray("4c000215e2c56db5dffb48d2b060d0f5a71096e0"));
 
-  // What is found, and what is heard, is looked at for a while.
+  // What is found, and what is heard, is looked at for a while. A busy machine may end that while
+  // before the filter is answered: so it is found again.
   const QVariantList device{QVariant::fromValue(QDBusObjectPath(FakeBluez::devicePath(1)))};
-  asked();
-  bluez_->callMonitor("DeviceFound", device);
-  awaitAsked(kStop);
-  EXPECT_THAT(asked(), testing::IsSupersetOf({kFilter, kStart, kStop}));
-  hearOne();
-  awaitAsked(kStop);
-  EXPECT_THAT(asked(), testing::IsSupersetOf({kFilter, kStart, kStop}));
+  const auto awaitLook = [&](const std::function<void()>& cause) {
+    asked();
+    QTimer again;
+    again.callOnTimeout(cause);
+    again.start(10 * settings_.followedFor);  // not inside the look before
+    runUntil([&] { return count(kFilter) > 0 && count(kStart) > 0 && count(kStop) > 0; });
+  };
+  awaitLook([&] { bluez_->callMonitor("DeviceFound", device); });
+  awaitLook([&] { bluez_->changeDevice(2, FakeBluez::advertisement(beacon(2), -60)); });
   bluez_->callMonitor("DeviceLost", device);
   awaitAsked("DeviceLost answered");
   asked();
@@ -342,8 +343,8 @@ TEST_F(Bluetooth, HasTheDaemonWatchForPresence) {
   QString released = bluez_->monitorPath;
   bluez_->callMonitor("Release");
   awaitAsked("Activate answered");
-  EXPECT_THAT(asked(), testing::IsSupersetOf({kStart, "hci0 UnregisterMonitor",
-                                              "hci0 RegisterMonitor", "Release answered"}));
+  EXPECT_THAT(asked(), testing::IsSupersetOf(
+                           {"hci0 UnregisterMonitor", "hci0 RegisterMonitor", "Release answered"}));
   std::swap(bluez_->monitorPath, released);
   bluez_->callMonitor("Release");
   awaitAsked("Release refused");
