@@ -88,6 +88,38 @@ class RecordedUserDefaults final : public UserDefaults {
   ScriptWriter& script_;
 };
 
+/// Of jobs that end.
+class RecordedQueue final : public Queue {
+ public:
+  RecordedQueue(Queue& queue, ScriptWriter& script) : queue_(queue), script_(script) {}
+
+  void async(Job job) override { queue_.async(script_.work(std::move(job))); }
+
+ private:
+  Queue& queue_;
+  ScriptWriter& script_;
+};
+
+class RecordedQueues final : public Queues {
+ public:
+  RecordedQueues(Queues& queues, ScriptWriter& script) : queues_(queues), script_(script) {}
+
+  Queue& mainQueue() override { return queues_.mainQueue(); }
+  void mainQueueAfter(std::chrono::milliseconds delay, Job job) override {
+    queues_.mainQueueAfter(delay, std::move(job));
+  }
+  /// The reports on the time in the background, which never end, have the default one.
+  Queue& globalQueue(QueuePriority priority) override {
+    return priority == QueuePriority::kHigh ? high_ : queues_.globalQueue(priority);
+  }
+  std::shared_ptr<Queue> newOperationQueue() override { return queues_.newOperationQueue(); }
+
+ private:
+  Queues& queues_;
+  ScriptWriter& script_;
+  RecordedQueue high_{queues_.globalQueue(QueuePriority::kHigh), script_};
+};
+
 class RecordedConnection final : public URLConnection {
  public:
   RecordedConnection(URLConnection& connection, ScriptWriter& script)
@@ -183,7 +215,7 @@ class RecordedPhone final : public Platform {
   NotificationCenter& defaultNotificationCenter() override {
     return phone_->defaultNotificationCenter();
   }
-  Queues& queues() override { return phone_->queues(); }
+  Queues& queues() override { return queues_; }
   URLConnection& urlConnection() override { return connection_; }
   JSONSerialization& json() override { return phone_->json(); }
   ImageDecoder& images() override { return phone_->images(); }
@@ -225,6 +257,7 @@ class RecordedPhone final : public Platform {
   RecordedClock clock_{phone_->clock(), script_};
   RecordedUuids uuids_{phone_->randomUuids(), script_};
   RecordedUserDefaults store_{phone_->standardUserDefaults(), script_};
+  RecordedQueues queues_{phone_->queues(), script_};
   RecordedConnection connection_{phone_->urlConnection(), script_};
   RecordedLocationService locationService_{phone_->locationService(), script_};
   RecordedDevice device_{phone_->device(), script_};

@@ -122,10 +122,29 @@ std::function<void(const platform::URLResponse&)> ScriptWriter::request(std::str
   };
 }
 
+platform::Job ScriptWriter::work(platform::Job job) {
+  const std::lock_guard lock(mutex_);
+  const auto group = groups_.back();
+  ++group->missing;
+  return [this, group, job = std::move(job)] {
+    const auto thread = std::this_thread::get_id();
+    {
+      const std::lock_guard held(mutex_);
+      working_[thread] = group;
+    }
+    job();
+    const std::lock_guard held(mutex_);
+    working_.erase(thread);
+    --group->missing;
+    save();
+  };
+}
+
 std::function<void(const std::optional<std::string>&)> ScriptWriter::download(
     const std::string& url) {
   const std::lock_guard lock(mutex_);
-  const auto group = groups_.back();
+  const auto working = working_.find(std::this_thread::get_id());
+  const auto group = working == working_.end() ? groups_.back() : working->second;
   ++group->missing;
   return [this, group, url](const std::optional<std::string>& bytes) {
     const std::lock_guard held(mutex_);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <korvani/platform/clock.h>
+#include <korvani/platform/queues.h>
 #include <korvani/platform/url_connection.h>
 #include <korvani/platform/value.h>
 
@@ -16,6 +17,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 namespace korvani::simulator {
@@ -43,6 +45,8 @@ class ScriptWriter {
 
   /// A request is made; what is returned takes its answer.
   std::function<void(const platform::URLResponse&)> request(std::string_view url);
+  /// A job that belongs to the last line, and may begin after further ones.
+  platform::Job work(platform::Job job);
   /// A download is made; what is returned takes its bytes, if it succeeds.
   std::function<void(const std::optional<std::string>& bytes)> download(const std::string& url);
 
@@ -83,6 +87,8 @@ class ScriptWriter {
   Dictionary known_;
   Dictionary stored_;
   std::vector<std::string> openable_;
+  /// To which line the job belongs that a thread is at.
+  std::map<std::thread::id, std::shared_ptr<Group>> working_;
   int downloads_ = 0;
 };
 

@@ -100,6 +100,7 @@ class Recording : public testing::Test {
       phone_->advance(700ms);
       phone_->dismissAlert();
       phone_->openNotification();
+      Korvani::didBecomeActive();  // before the image is fetched
       phone_->advance(1s);
       phone_->tap({22, 42});
       phone_->advance(10ms);
