@@ -16,6 +16,7 @@ namespace korvani::qt {
 
 /// What we call of it, without "curl_".
 struct LibCurl {
+// NOLINTNEXTLINE(bugprone-macro-parentheses)
 #define KORVANI_DECLARE(name) decltype(&::curl_##name) name = nullptr;
   KORVANI_CURL_FUNCTIONS(KORVANI_DECLARE)
 #undef KORVANI_DECLARE

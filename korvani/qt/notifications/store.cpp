@@ -80,6 +80,7 @@ std::vector<QString> Store::ids() const {
   for (const auto& [id, kept] : kept_) byAge.emplace_back(kept.posted, id);
   std::sort(byAge.begin(), byAge.end());
   std::vector<QString> ids;
+  ids.reserve(byAge.size());
   for (const auto& [posted, id] : byAge) ids.push_back(id);
   return ids;
 }
