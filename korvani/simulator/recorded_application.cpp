@@ -27,13 +27,9 @@ class RecordedApplication::RecordedAlert final
   RecordedApplication& application_;
 };
 
-std::shared_ptr<ViewController> RecordedApplication::rootViewController() {
-  return application_.rootViewController();
-}
-
 BackgroundTaskIdentifier RecordedApplication::beginBackgroundTaskWithName(
     const std::string& name, std::function<void()> expirationHandler) {
-  const auto identifier = application_.beginBackgroundTaskWithName(
+  const auto identifier = ForwardingApplication::beginBackgroundTaskWithName(
       name, [this, expired = std::move(expirationHandler)] {
         script_.write({{"event", "backgroundTimeExpired"}});
         expired();
@@ -42,28 +38,16 @@ BackgroundTaskIdentifier RecordedApplication::beginBackgroundTaskWithName(
   return identifier;
 }
 
-void RecordedApplication::endBackgroundTask(BackgroundTaskIdentifier identifier) {
-  application_.endBackgroundTask(identifier);
-}
-
 double RecordedApplication::backgroundTimeRemaining() const {
-  const double seconds = application_.backgroundTimeRemaining();
+  const double seconds = ForwardingApplication::backgroundTimeRemaining();
   if (std::isfinite(seconds)) script_.note("backgroundTimeRemaining", seconds);
   return seconds;
 }
 
 bool RecordedApplication::openURL(const std::optional<URL>& url) {
-  const bool opened = application_.openURL(url);
+  const bool opened = ForwardingApplication::openURL(url);
   if (url) script_.noteOpening(url->absoluteString(), opened);
   return opened;
-}
-
-void RecordedApplication::registerUserNotificationSettings(unsigned types) {
-  application_.registerUserNotificationSettings(types);
-}
-
-void RecordedApplication::scheduleLocalNotification(const LocalNotification& notification) {
-  application_.scheduleLocalNotification(notification);
 }
 
 void RecordedApplication::showAlert(const Alert& alert) {
@@ -71,7 +55,7 @@ void RecordedApplication::showAlert(const Alert& alert) {
   const auto delegate = std::make_shared<RecordedAlert>(alert.delegate, *this);
   alerts_.insert(delegate);
   watched.delegate = delegate;
-  application_.showAlert(watched);
+  ForwardingApplication::showAlert(watched);
 }
 
 }  // namespace korvani::simulator

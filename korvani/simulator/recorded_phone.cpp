@@ -1,4 +1,5 @@
 // Ports that pass everything on and tell a script what the kit asks and hears.
+#include <korvani/platform/forwarding.h>
 #include <korvani/simulator/recorded_application.h>
 #include <korvani/simulator/recorded_location.h>
 #include <korvani/simulator/recorded_phone.h>
@@ -194,35 +195,28 @@ std::optional<Point> middleOf(const Button& button, const View& view) {
   return std::nullopt;
 }
 
-class RecordedPhone final : public Platform {
+class RecordedPhone final : public ForwardingPlatform {
  public:
   RecordedPhone(std::shared_ptr<Platform> phone, const std::string& file, RecordingOptions options)
-      : phone_(std::move(phone)),
+      : ForwardingPlatform(std::move(phone)),
         options_(options),
-        script_(phone_->clock(), file,
-                [this](std::string_view line) { phone_->log().write(line); }) {
+        script_(this->phone().clock(), file,
+                [this](std::string_view line) { this->phone().log().write(line); }) {
     // Before those of the kit, whose work then follows the line.
-    phone_->defaultNotificationCenter().addObserver(
+    this->phone().defaultNotificationCenter().addObserver(
         kApplicationDidEnterBackgroundNotification, [this] {
           script_.write({{"event", "applicationDidEnterBackground"}});
         });
   }
 
-  Log& log() override { return phone_->log(); }
   Clock& clock() override { return clock_; }
   RandomUuids& randomUuids() override { return uuids_; }
   UserDefaults& standardUserDefaults() override { return store_; }
-  NotificationCenter& defaultNotificationCenter() override {
-    return phone_->defaultNotificationCenter();
-  }
   Queues& queues() override { return queues_; }
   URLConnection& urlConnection() override { return connection_; }
-  JSONSerialization& json() override { return phone_->json(); }
-  ImageDecoder& images() override { return phone_->images(); }
   LocationService& locationService() override { return locationService_; }
   Device& device() override { return device_; }
   Application& application() override { return application_; }
-  WebViews& webViews() override { return phone_->webViews(); }
 
   void hostCalled(std::string_view operation, const Value& arguments) override {
     Dictionary line = *arguments.dictionary();
@@ -232,17 +226,17 @@ class RecordedPhone final : public Platform {
       if (operation == "setUserId") withhold(line["value"], "user");
     }
     script_.write(std::move(line));
-    phone_->hostCalled(operation, arguments);
+    ForwardingPlatform::hostCalled(operation, arguments);
   }
   void buttonTouched(const Button& button) override {
-    auto front = phone_->application().rootViewController();
+    auto front = phone().application().rootViewController();
     while (front && front->presentedViewController()) front = front->presentedViewController();
     if (const auto* navigation = dynamic_cast<NavigationController*>(front.get())) {
       front = navigation->topViewController();
     }
     const auto middle = front ? middleOf(button, *front->view()) : std::nullopt;
     if (middle) script_.write({{"event", "tap"}, {"x", middle->x}, {"y", middle->y}});
-    phone_->buttonTouched(button);
+    ForwardingPlatform::buttonTouched(button);
   }
 
  private:
@@ -251,17 +245,16 @@ class RecordedPhone final : public Platform {
     if (value.text() && !value.text()->empty()) value = placeholder;
   }
 
-  const std::shared_ptr<Platform> phone_;
   const RecordingOptions options_;
   ScriptWriter script_;
-  RecordedClock clock_{phone_->clock(), script_};
-  RecordedUuids uuids_{phone_->randomUuids(), script_};
-  RecordedUserDefaults store_{phone_->standardUserDefaults(), script_};
-  RecordedQueues queues_{phone_->queues(), script_};
-  RecordedConnection connection_{phone_->urlConnection(), script_};
-  RecordedLocationService locationService_{phone_->locationService(), script_};
-  RecordedDevice device_{phone_->device(), script_};
-  RecordedApplication application_{phone_->application(), script_};
+  RecordedClock clock_{phone().clock(), script_};
+  RecordedUuids uuids_{phone().randomUuids(), script_};
+  RecordedUserDefaults store_{phone().standardUserDefaults(), script_};
+  RecordedQueues queues_{phone().queues(), script_};
+  RecordedConnection connection_{phone().urlConnection(), script_};
+  RecordedLocationService locationService_{phone().locationService(), script_};
+  RecordedDevice device_{phone().device(), script_};
+  RecordedApplication application_{phone().application(), script_};
 };
 
 }  // namespace

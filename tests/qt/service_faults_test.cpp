@@ -2,6 +2,7 @@
 // notification of an answer that is one, and nothing else.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <korvani/platform/forwarding.h>
 #include <korvani/qt/queues.h>
 #include <korvani/qt/url_connection.h>
 #include <korvani/sdk/korvani.h>
@@ -45,24 +46,11 @@ class WatchedConnection final : public platform::URLConnection {
 };
 
 /// A phone in memory with the sockets and the request queues of the real one.
-struct SocketPhone final : platform::Platform {
-  platform::Log& log() override { return rest.log(); }
-  platform::Clock& clock() override { return rest.clock(); }
-  platform::RandomUuids& randomUuids() override { return rest.randomUuids(); }
-  platform::UserDefaults& standardUserDefaults() override { return rest.standardUserDefaults(); }
-  platform::NotificationCenter& defaultNotificationCenter() override {
-    return rest.defaultNotificationCenter();
-  }
+struct SocketPhone final : platform::ForwardingPlatform {
+  using ForwardingPlatform::ForwardingPlatform;
   platform::Queues& queues() override { return realQueues; }
   platform::URLConnection& urlConnection() override { return connection; }
-  platform::JSONSerialization& json() override { return rest.json(); }
-  platform::ImageDecoder& images() override { return rest.images(); }
-  platform::LocationService& locationService() override { return rest.locationService(); }
-  platform::Device& device() override { return rest.device(); }
-  platform::Application& application() override { return rest.application(); }
-  platform::WebViews& webViews() override { return rest.webViews(); }
 
-  simulator::SimulatedPhone rest;
   Queues realQueues{ApplicationLife::ofProcess()};
   WatchedConnection connection;
 };
@@ -156,9 +144,10 @@ TEST(ServiceFaults, GiveTheirLineAndNothingElse) {
   URLConnection there(service(server));
   URLConnection gone(service(RawServer([](auto...) { return ""s; })));
   URLConnection hurried(service(server), 100ms);
-  const auto phone = std::make_shared<SocketPhone>();
+  const auto whole = std::make_shared<simulator::SimulatedPhone>();
+  const auto phone = std::make_shared<SocketPhone>(whole);
   platform::Platform::install(phone);
-  simulator::SimulatedPhone& rest = phone->rest;
+  simulator::SimulatedPhone& rest = *whole;
   rest.setStored("lastRequestConfig", rest.clock().now());
   Korvani::initWithAPIKey("key", nullptr, false);
 
