@@ -4,8 +4,11 @@
 #include <korvani/sdk/korvani.h>
 #include <korvani/simulator/simulated_phone.h>
 
+#include <latch>
 #include <memory>
 #include <stdexcept>
+#include <thread>
+#include <vector>
 
 namespace korvani {
 namespace {
@@ -40,6 +43,24 @@ TEST(Host, OnePhoneAndOneInstanceForLife) {
   ASSERT_NE(first, nullptr);
   Korvani::initWithAPIKey("key", nullptr, false);
   EXPECT_EQ(Korvani::sharedInstance(), first);
+}
+
+TEST(Host, AHundredThreadsAtOnceMakeOneInstance) {
+  const auto phone = installedPhone();
+  constexpr int kThreads = 100;
+  std::latch all(kThreads);
+  std::vector<std::shared_ptr<Korvani>> made(kThreads);
+  std::vector<std::thread> threads;
+  for (auto& mine : made) {
+    threads.emplace_back([&] {
+      all.arrive_and_wait();
+      Korvani::initWithAPIKey(std::nullopt, nullptr, false);
+      mine = Korvani::sharedInstance();
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_NE(made[0], nullptr);
+  EXPECT_THAT(made, testing::Each(made[0]));
 }
 
 struct ThrowingDelegate : KorvaniDelegate {

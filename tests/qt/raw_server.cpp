@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <optional>
 #include <string_view>
@@ -116,6 +117,8 @@ std::string RawServer::reply(const std::string& body, const std::string& status,
 void RawServer::accept() {
   while (true) {
     const int connection = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    // One that finds no descriptor waits for it.
+    if (connection < 0 && errno == EMFILE) continue;
     if (connection < 0) return;
     const int atOnce = 1;
     ::setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &atOnce, sizeof atOnce);

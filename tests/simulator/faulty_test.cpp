@@ -13,6 +13,11 @@
 #include <ostream>
 #include <string>
 
+#ifdef __SANITIZE_THREAD__
+// Or it waits at the end of each process, of which there are many here.
+extern "C" KORVANI_EXPORT const char* __tsan_default_options() { return "atexit_sleep_ms=0"; }
+#endif
+
 namespace korvani::simulator {
 namespace {
 
