@@ -111,7 +111,8 @@ class RecordedQueues final : public Queues {
   }
   /// The reports on the time in the background, which never end, have the default one.
   Queue& globalQueue(QueuePriority priority) override {
-    return priority == QueuePriority::kHigh ? high_ : queues_.globalQueue(priority);
+    if (priority == QueuePriority::kHigh) return high_;
+    return queues_.globalQueue(priority);
   }
   std::shared_ptr<Queue> newOperationQueue() override { return queues_.newOperationQueue(); }
 
