@@ -4,7 +4,7 @@
 packages=(
   g++ clang cmake ninja-build pkg-config dpkg-dev file binutils
   qt6-base-dev qt6-qpa-plugins qt6-webengine-dev libqt6webenginecore6-bin fonts-dejavu-core
-  qt6-positioning-dev libqt6positioning6-plugins qt6-image-formats-plugins
+  qt6-positioning-dev libqt6positioning6-plugins qt6-image-formats-plugins qt6-connectivity-dev
   qt6-declarative-dev qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtqml
   qml6-module-qtqml-models qml6-module-qtqml-workerscript
   libcurl4-openssl-dev libpng-dev nlohmann-json3-dev libcpp-httplib-dev libcli11-dev

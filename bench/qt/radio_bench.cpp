@@ -1,5 +1,7 @@
 // What an advertisement costs on its whole way from the bus to a ranging result, beside bare QtDBus
-// receivers of the same signals; and what memory a crowd of addresses and forged beacons takes.
+// receivers of the same signals and Qt's own discovery agent; and what memory a crowd of addresses
+// and forged beacons takes.
+#include <bench/figure.h>
 #include <bench/qt/bare_receiver.h>
 #include <bench/qt/sender.h>
 #include <korvani/location/beacon_location_manager.h>
@@ -13,6 +15,7 @@
 #include <unistd.h>
 
 #include <QApplication>
+#include <QBluetoothDeviceDiscoveryAgent>
 #include <QProcess>
 #include <algorithm>
 #include <array>
@@ -140,40 +143,42 @@ class Bench {
 
   void printCost() {
     constexpr int kRounds = 5;
-    std::array<std::vector<double>, 4> costs;
+    std::array<std::vector<double>, 5> costs;
     for (int round = 0; round < kRounds; ++round) {
       costs[0].push_back(costOfBare(&BareReceiver::receiveArguments));
       costs[1].push_back(costOfBare(&BareReceiver::receiveMessages));
       costs[2].push_back(costOfWholeWay("advertise"));
       costs[3].push_back(costOfWholeWay("other"));
+      costs[4].push_back(costOfAgent());
     }
-    const double bare = median(costs[0]);
+    const auto cost = [&](std::size_t i) { return median(costs[i]); };
     std::printf(
         "Processor time of the receiver for an advertisement, %.0f a second from %d beacons;"
-        "\nmedians of %d rounds of %ld.\n\n",
-        kPerSecond, kBeacons, kRounds, kCount);
-    const std::array names{
-        "bare slot (QString, QVariantMap, QStringList)", "bare slot (QDBusMessage), nothing read",
-        "whole way, from signal to ranging result", "whole way, beacons of another UUID"};
-    for (std::size_t i = 0; i < names.size(); ++i) {
-      const double cost = median(costs[i]);
-      std::printf("%-46s %6.1f us   %4.2f of the first   %4.2f of the second\n", names[i], cost,
-                  cost / bare, cost / median(costs[1]));
-    }
-    std::printf("Ranging listed %zu beacons.\n", listed_);
+        " medians of %d rounds of %ld. Ranging listed %zu beacons, the agent reported %ld times a"
+        " round.\n",
+        kPerSecond, kBeacons, kRounds, kCount, listed_, reported_);
+    const std::string what = "advertisement, from signal to ranging result";
+    printRatio(what, cost(2), "bare slot (QString, QVariantMap, QStringList)", cost(0), 1.25, "us");
+    printRatio(what, cost(2), "QBluetoothDeviceDiscoveryAgent", cost(4), 1, "us");
+    printRatio("advertisement of another UUID", cost(3), "bare slot (QDBusMessage), nothing read",
+               cost(1), 1.25, "us");
   }
 
   void printMemory() {
     WholeWay way(queues_, log_);
     std::printf(
-        "\nResident memory while each advertisement has a new address and a forged major and "
+        "Resident memory while each advertisement has a new address and a forged major and "
         "minor:\n  at first %ld kB\n",
         residentMemory());
+    std::vector<long> after;
     for (int i = 1; i <= 4; ++i) {
       sender_.send("rotate", 10000);
-      std::printf("  after %d addresses %ld kB\n", i * 10000, residentMemory());
+      after.push_back(residentMemory());
+      std::printf("  after %d addresses %ld kB\n", i * 10000, after.back());
     }
     std::printf("Ranging listed %zu beacons.\n", way.delegate->listed);
+    printUnder("memory for each 10,000 further addresses",
+               static_cast<double>(after.back() - after.front()) / 3, 64, "KiB");
   }
 
  private:
@@ -191,6 +196,22 @@ class Bench {
     if (receiver.count() != kCount) std::printf("only %ld received\n", receiver.count());
     return cost;
   }
+  double costOfAgent() {
+    // It monitors those that it finds at its start.
+    sender_.send("appear", kBeacons);
+    QBluetoothDeviceDiscoveryAgent agent;
+    reported_ = 0;
+    const auto report = [this] { ++reported_; };
+    QObject::connect(&agent, &QBluetoothDeviceDiscoveryAgent::deviceDiscovered, report);
+    QObject::connect(&agent, &QBluetoothDeviceDiscoveryAgent::deviceUpdated, report);
+    agent.setLowEnergyDiscoveryTimeout(0);
+    agent.start(QBluetoothDeviceDiscoveryAgent::LowEnergyMethod);
+    qt::runUntil([this] { return reported_ >= kBeacons; });
+    reported_ = 0;
+    const double cost = costOf("advertise");
+    if (reported_ < kCount) std::printf("the agent reported %ld of %ld\n", reported_, kCount);
+    return cost;
+  }
   double costOfWholeWay(const char* kind) {
     WholeWay way(queues_, log_);
     const double cost = costOf(kind);
@@ -204,6 +225,7 @@ class Bench {
   qt::Queues queues_;
   SenderProcess sender_;
   std::size_t listed_ = 0;
+  long reported_ = 0;
 };
 
 }  // namespace

@@ -47,6 +47,7 @@ class Sender {
   }
 
   void send() {
+    if (kind_ == "appear") return bluez_.add(FakeBluez::devicePath(int(sent_)), named(int(sent_)));
     location::IBeacon beacon{kind_ == "other" ? platform::Uuid() : ourUuid(), 1, 0, -59};
     const int rssi = -50 - int(sent_ % 30);
     if (kind_ == "rotate") {
@@ -62,6 +63,17 @@ class Sender {
     }
     beacon.minor = static_cast<std::uint16_t>(sent_ % kBeacons);
     bluez_.changeDevice(beacon.minor, FakeBluez::advertisement(beacon, rssi));
+  }
+
+  /// A device with what Qt's agent wants to know of one.
+  static qt::DBusInterfaces named(int number) {
+    QString address = FakeBluez::devicePath(number).right(17);
+    address.replace(QLatin1Char('_'), QLatin1Char(':'));
+    return FakeBluez::device(
+        {{QStringLiteral("Adapter"), QVariant::fromValue(QDBusObjectPath(qt::kHci0))},
+         {QStringLiteral("Address"), address},
+         {QStringLiteral("Alias"), address},
+         {QStringLiteral("RSSI"), FakeBluez::rssi(-60)}});
   }
 
   FakeBluez bluez_;

@@ -42,9 +42,10 @@ FakeBluez::~FakeBluez() {
 }
 
 DBusInterfaces FakeBluez::adapter(bool isPowered, bool hasMonitors) {
-  DBusInterfaces interfaces{
-      {QStringLiteral("org.bluez.Adapter1"),
-       {{QStringLiteral("Powered"), isPowered}, {QStringLiteral("Discovering"), false}}}};
+  DBusInterfaces interfaces{{QStringLiteral("org.bluez.Adapter1"),
+                             {{QStringLiteral("Address"), QStringLiteral("00:00:5E:00:53:00")},
+                              {QStringLiteral("Powered"), isPowered},
+                              {QStringLiteral("Discovering"), false}}}};
   if (hasMonitors) {
     interfaces[QStringLiteral("org.bluez.AdvertisementMonitorManager1")] = {
         {QStringLiteral("SupportedMonitorTypes"), QStringList{QStringLiteral("or_patterns")}}};
@@ -159,6 +160,12 @@ bool FakeBluez::handleMessage(const QDBusMessage& message, const QDBusConnection
   }
   if (method == "GetManagedObjects") {
     return connection.send(message.createReply(QVariant::fromValue(objects_)));
+  }
+  if (method == "Get") {
+    const auto interfaces = objects_.value(QDBusObjectPath(message.path()));
+    const QVariant value = interfaces.value(message.arguments().value(0).toString())
+                               .value(message.arguments().value(1).toString());
+    return connection.send(message.createReply(QVariant::fromValue(QDBusVariant(value))));
   }
   if (method == "StartDiscovery") setDiscovering(message.path(), true);
   if (method == "StopDiscovery") setDiscovering(message.path(), false);
