@@ -55,10 +55,13 @@ void Korvani::configurationReceived(const Value& answer) {
   const std::string* sent = answer.at("korvani_uuid").text();
   const auto uuid = sent ? hyphenatedUUID(*sent) : std::nullopt;
   if (!uuid) return;
-  platform::UserDefaults& store = *standardUserDefaults_.load();
-  store.setObject(phone().clock().now(), kLastRequestConfigKey);
-  store.setObject(*uuid, kKorvaniUUIDKey);
-  store.synchronize();
+  // The region follows what the store holds then, also where it failed on the way.
+  guarded([&] {
+    platform::UserDefaults& store = *standardUserDefaults_.load();
+    store.setObject(phone().clock().now(), kLastRequestConfigKey);
+    store.setObject(*uuid, kKorvaniUUIDKey);
+    store.synchronize();
+  });
   initBeacon();
 }
 

@@ -42,7 +42,9 @@ void Korvani::requestLocalizationAndNotificationsAuthorization() {
   guarded([] {
     const auto kit = sharedInstance();
     if (!kit) return;
-    if (const auto manager = kit->locationManager_.load()) manager->requestAlwaysAuthorization();
+    guarded([&] {
+      if (const auto manager = kit->locationManager_.load()) manager->requestAlwaysAuthorization();
+    });
     // An instance that was never started has no use for notifications, but asks all the same.
     kit->requestNotificationAuthorization();
   });

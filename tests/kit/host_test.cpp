@@ -106,6 +106,28 @@ TEST(Host, APhoneThatThrowsIsSurvived) {
   EXPECT_EQ(lines, 3) << "configuration, the one report (the beacon is remembered), the download";
 }
 
+TEST(Host, WhatAPhoneRefusesCostsTheNextStepNothing) {
+  const auto phone = installedPhone();
+  phone->settings().answers["configuration"] = {
+      simulator::Answer::json(Value::Dictionary{{"korvani_uuid", std::string(32, 'a')}})};
+  Value watched, notificationTypes;
+  phone->setEffectHandler([&](const simulator::Effect& effect) {
+    const Value operation = effect.content.at("operation");
+    if (effect.content.has("synchronize") || operation == "requestAlwaysAuthorization") {
+      throw std::runtime_error("not now");
+    }
+    if (operation == "startMonitoringForRegion") {
+      watched = effect.content.at("region").at("proximityUUID");
+    }
+    if (effect.kind == "notificationSettings") notificationTypes = effect.content.at("types");
+  });
+  Korvani::initWithAPIKey("key", nullptr, false);
+  Korvani::requestLocalizationAndNotificationsAuthorization();
+  EXPECT_EQ(notificationTypes, 7);
+  phone->advance(1s);
+  EXPECT_EQ(watched, "AAAAAAAA-AAAA-AAAA-AAAA-AAAAAAAAAAAA");
+}
+
 TEST(Host, ALogThatThrowsCostsItsLinesAlone) {
   const auto phone = installedPhone();
   phone->settings().answers["scenario"] = {simulator::Answer::json(

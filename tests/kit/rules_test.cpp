@@ -20,7 +20,11 @@ TEST(FormEncoding, Escaping) {
       {"%#[]\"<>\\^`{|}", "%25%23%5B%5D%22%3C%3E%5C%5E%60%7B%7C%7D"},
       {std::string("\0\n\x7F", 3), "%00%0A%7F"},
       {"\xF0\x9F\x8E\x88", "%F0%9F%8E%88"},
+      // A surrogate, more bytes than the character takes, and beyond the last character.
       {"\xED\xA0\x80", "%EF%BF%BD%EF%BF%BD%EF%BF%BD"},
+      {"\xE0\x80\x80", "%EF%BF%BD%EF%BF%BD%EF%BF%BD"},
+      {"\xF0\x80\x80\x80", "%EF%BF%BD%EF%BF%BD%EF%BF%BD%EF%BF%BD"},
+      {"\xF4\x90\x80\x80", "%EF%BF%BD%EF%BF%BD%EF%BF%BD%EF%BF%BD"},
   };
   for (const auto& [text, escaped] : cases) EXPECT_EQ(percentEscapeString(text), escaped);
   EXPECT_EQ(httpBodyForParamsDictionary({{"a", "1"}, {"b&", " "}}), "a=1&b&=+");
@@ -57,6 +61,7 @@ TEST(Selection, NewOrChangedToAKnownProximity) {
   using Beacons = std::vector<Beacon>;
   const Beacon aNear = beacon(1, 1, 2), aFar = beacon(1, 1, 3), aUnknown = beacon(1, 1, 0);
   const Beacon bNear = beacon(1, 2, 2), otherUuid = beacon(2, 1, 2), odd = beacon(1, 1, 9);
+  const Beacon otherMajor{aNear.proximityUUID, 2, aNear.minor, aNear.proximity};
   struct Case {
     Beacons current, previous;
     std::vector<std::size_t> chosen;
@@ -70,7 +75,7 @@ TEST(Selection, NewOrChangedToAKnownProximity) {
       {{aNear}, {aUnknown}, {0}},
       {{odd}, {aNear}, {0}},
       {{aNear}, {bNear}, {0}},
-      {{otherUuid, bNear}, {aNear, bNear}, {0}},
+      {{otherUuid, otherMajor, bNear}, {aNear, bNear}, {0, 1}},
       // The first of several earlier ones decides, and one list may name a beacon twice.
       {{aNear}, {aNear, aFar}, {}},
       {{aNear}, {aFar, aNear}, {0}},

@@ -61,7 +61,8 @@ TEST(Value, RenderingsKeepDigitsAndStayOnOneLine) {
       {0.1, "0.1", "0.1", "0.1"},
       {-1e20, "-100000000000000000000.0", "-100000000000000000000.0", "-100000000000000000000.0"},
       {1e-7, "0.0000001", "0.0000001", "0.0000001"},
-      {"\xC2\x85\xE2\x80\xA8", R"("\u0085\u2028")", "\xC2\x85\xE2\x80\xA8", R"(\u0085\u2028)"},
+      {"\xC2\x85\xE2\x80\xA8\xE2\x80\xA9", R"("\u0085\u2028\u2029")",
+       "\xC2\x85\xE2\x80\xA8\xE2\x80\xA9", R"(\u0085\u2028\u2029)"},
       {std::numeric_limits<double>::infinity(), "null", "null", "(null)"},
       {"a\"\r", R"("a\"\r")", "a\"\r", R"(a"\r)"},
       {"\xC3\xA9\xFF", "\"\xC3\xA9\xEF\xBF\xBD\"", "\xC3\xA9\xFF", "\xC3\xA9\xEF\xBF\xBD"},
@@ -111,7 +112,8 @@ TEST(URL, IsAUriReference) {
   for (const char* text :
        {"a b", "http://h/\xC3\xA9", "%4", "1http:x", ":x", "a#b#c", "http://[::1", "http://h:8x/",
         "http://[1::2::3]", "http://[1:2:3:4:5:6:7:8:9]", "http://[::1.2.3.256]",
-        "http://[1.2.3.4::]", "http://[12345::]", "http://a@b@c/", "a[b]", "a\\b"}) {
+        "http://[1.2.3.4::]", "http://[12345::]", "http://[::1.2.3.04]",
+        "http://[1:2:3:4::5:6:7:8]", "http://[v1.%41]", "http://a@b@c/", "a[b]", "a\\b"}) {
     EXPECT_FALSE(URL::URLWithString(text)) << text;
   }
 }
