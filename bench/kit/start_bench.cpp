@@ -2,9 +2,9 @@
 // caller waits, what the kit then holds of the heap; and how large the library is.
 #include <bench/child.h>
 #include <bench/figure.h>
+#include <bench/heap.h>
 #include <korvani/sdk/korvani.h>
 #include <korvani/simulator/simulated_phone.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,11 +35,11 @@ int startOnce() {
   phone->setEffectHandler([](const simulator::Effect&) {});
   warm(*phone);
   platform::Platform::install(phone);
-  const std::size_t before = mallinfo2().uordblks;
+  const std::size_t before = heapInUse();
   const auto begin = std::chrono::steady_clock::now();
   Korvani::initWithAPIKey("bench", nullptr, /*isProd=*/false);
   const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
-  std::printf("%f %zu\n", took.count(), mallinfo2().uordblks - before);
+  std::printf("%f %zu\n", took.count(), heapInUse() - before);
   return Korvani::sharedInstance() ? 0 : 1;
 }
 

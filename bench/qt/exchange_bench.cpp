@@ -3,6 +3,7 @@
 // same request sent and the same answer parsed with libcurl and nlohmann-json alone, and with Qt's.
 // The service is another process on the loopback interface.
 #include <bench/figure.h>
+#include <bench/notified_application.h>
 #include <curl/curl.h>
 #include <httplib.h>
 #include <korvani/codec/json.h>
@@ -11,9 +12,9 @@
 #include <korvani/qt/url_connection.h>
 #include <korvani/qt/user_defaults.h>
 #include <korvani/sdk/korvani.h>
+#include <korvani/simulator/simulated_phone.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <tests/kit/forwarding_phone.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -92,12 +93,13 @@ class Connection final : public platform::URLConnection {
 };
 
 /// What takes part in an exchange is the Linux phone's; the rest stands still.
-class Phone final : public ForwardingPhone {
+class Phone final : public platform::ForwardingPlatform {
  public:
-  Phone(int port, const QString& settingsFile)
-      : store_(life_, queues_, json_, settingsFile), connection(port) {
-    whole.setEffectHandler([](const simulator::Effect&) {});
-    whole.settings().location = platform::Coordinate{48.856613, 2.352222};
+  Phone(const std::shared_ptr<simulator::SimulatedPhone>& rest, int port,
+        const QString& settingsFile)
+      : ForwardingPlatform(rest), store_(life_, queues_, json_, settingsFile), connection(port) {
+    rest->setEffectHandler([](const simulator::Effect&) {});
+    rest->settings().location = platform::Coordinate{48.856613, 2.352222};
   }
   platform::Clock& clock() override { return clock_; }
   platform::UserDefaults& standardUserDefaults() override { return store_; }
@@ -112,7 +114,7 @@ class Phone final : public ForwardingPhone {
   qt::Queues queues_{life_};
   codec::JSON json_;
   qt::UserDefaults store_;
-  NotifiedApplication application_{whole.application(),
+  NotifiedApplication application_{phone().application(),
                                    [this](const auto&) { handedOver.release(); }};
 
  public:
@@ -179,6 +181,8 @@ class OfQt {
   OfQt(const std::string& url, const std::string& body)
       : request_(QUrl(QString::fromStdString(url))), body_(QByteArray::fromStdString(body)) {
     request_.setRawHeader("X-Api-Key", kKey);
+    // The same bytes as the others, which ask for no compression.
+    request_.setRawHeader("Accept-Encoding", "identity");
     request_.setHeader(QNetworkRequest::ContentTypeHeader,
                        QStringLiteral("application/x-www-form-urlencoded"));
   }
@@ -211,7 +215,8 @@ void round(Way& way, double& least) {
 
 int run(int port) {
   const QTemporaryDir folder;
-  const auto phone = std::make_shared<Phone>(port, folder.filePath(QStringLiteral("store.ini")));
+  const auto phone = std::make_shared<Phone>(std::make_shared<simulator::SimulatedPhone>(), port,
+                                             folder.filePath(QStringLiteral("store.ini")));
   platform::Platform::install(phone);
   OfKit kit(*phone);
   kit.exchange();

@@ -20,7 +20,8 @@ using Clock = std::chrono::steady_clock;
 
 class Sender {
  public:
-  Sender() : bluez_({{QDBusObjectPath(qt::kHci0), FakeBluez::adapter(true)}}) {
+  explicit Sender(bool hasMonitors)
+      : bluez_({{QDBusObjectPath(qt::kHci0), FakeBluez::adapter(true, hasMonitors)}}) {
     QObject::connect(&timer_, &QTimer::timeout, [this] { sendWhatIsDue(); });
     std::puts("ready");
     std::fflush(stdout);
@@ -92,7 +93,7 @@ platform::Uuid ourUuid() {
 }
 
 int runSender() {
-  Sender sender;
+  Sender sender(QCoreApplication::arguments().contains(QStringLiteral("--monitors")));
   QSocketNotifier input(fileno(stdin), QSocketNotifier::Read);
   QObject::connect(&input, &QSocketNotifier::activated, [&] {
     std::string line;

@@ -10,16 +10,16 @@ namespace korvani {
 namespace {
 
 /// The minor comes first, as most beacons of a region differ in it alone.
-bool isSameBeacon(const platform::Beacon& a, const platform::Beacon& b) {
+bool isSameBeacon(const RangedBeacon& a, const platform::Beacon& b) {
   return a.minor == b.minor && a.major == b.major && a.proximityUUID == b.proximityUUID;
 }
 
 }  // namespace
 
-bool isToReport(const platform::Beacon& beacon, const std::vector<platform::Beacon>& previous) {
-  const auto last = std::find_if(previous.begin(), previous.end(), [&](const auto& earlier) {
-    return isSameBeacon(earlier, beacon);
-  });
+bool isToReport(const platform::Beacon& beacon, const std::vector<RangedBeacon>& previous) {
+  const auto last =
+      std::find_if(previous.begin(), previous.end(),
+                   [&](const RangedBeacon& earlier) { return isSameBeacon(earlier, beacon); });
   // A new beacon is chosen though its proximity is unknown; the report then comes to nothing, but
   // the asymmetry is meant.
   if (last == previous.end()) return true;
@@ -34,7 +34,8 @@ void Korvani::locationManagerDidRangeBeacons(const std::shared_ptr<platform::Loc
     for (const platform::Beacon& beacon : beacons) {
       if (isToReport(beacon, arraylastBeacons_)) guarded([&] { requestAPIForBeacon(beacon); });
     }
-    arraylastBeacons_ = beacons;
+    arraylastBeacons_.clear();
+    arraylastBeacons_.insert(arraylastBeacons_.end(), beacons.begin(), beacons.end());
   });
 }
 

@@ -18,8 +18,8 @@ Value describedRecord(const Record& record) {
 }  // namespace
 
 void Korvani::requestAPIForBeacon(const platform::Beacon& beacon) {
+  if (beacon.proximity == platform::kProximityUnknown) return;
   const auto event = proximityWord(beacon.proximity);
-  if (!event) return;
   const Record record = scenarioRecord(beacon, *event, sharedInstance()->userID_);
   if (debug()) logLine("PARAMS -- ", describedRecord(record));
   requestPostWithUrl(

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
+#include <limits>
 #include <set>
 #include <system_error>
 
@@ -16,8 +17,8 @@ namespace {
 
 constexpr std::size_t kLongestAnswer = std::size_t{16} << 20U;
 constexpr std::size_t kLongestDownload = std::size_t{64} << 20U;
-// It is woken for each request; this only bounds a sleep without any.
-constexpr int kPollMilliseconds = 60'000;
+// It is woken for each request, and libcurl knows when one is late: no need to wake up before.
+constexpr int kPollMilliseconds = std::numeric_limits<int>::max();
 
 /// Where a caller waits for its download.
 class Awaited {

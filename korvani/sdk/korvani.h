@@ -10,6 +10,7 @@
 #include <korvani/sdk/korvani_delegate.h>
 #include <korvani/sdk/version.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -21,6 +22,21 @@ namespace korvani {
 
 /// Text parameters of a request, in the order in which they were made; a key stands once.
 using Record = std::vector<std::pair<std::string, std::string>>;
+
+/// What the kit remembers of a ranged beacon. It is small, as all of the last result are looked
+/// through for each beacon of the next one.
+struct RangedBeacon {
+  RangedBeacon(const platform::Beacon& beacon)
+      : proximityUUID(beacon.proximityUUID),
+        major(beacon.major),
+        minor(beacon.minor),
+        proximity(beacon.proximity) {}
+
+  platform::Uuid proximityUUID;
+  std::uint16_t major;
+  std::uint16_t minor;
+  int proximity;
+};
 
 /// The shared kit object. All operations belong on the main thread and throw nothing. Before the
 /// first start call the class-level operations have no effect, and nothing remembers a setting made
@@ -148,7 +164,7 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   platform::Atomic<bool> debug_;
   platform::Atomic<std::optional<std::string>> korvaniUUID_;
   platform::Atomic<std::shared_ptr<platform::LocationManager>> locationManager_;
-  std::vector<platform::Beacon> arraylastBeacons_;
+  std::vector<RangedBeacon> arraylastBeacons_;
   std::string urlServer_;
   std::string APIKey_;
   platform::Atomic<std::string> deviceUDID_;

@@ -58,12 +58,12 @@ Beacon beacon(std::uint8_t uuid, std::uint16_t minor, int proximity) {
 }
 
 TEST(Selection, NewOrChangedToAKnownProximity) {
-  using Beacons = std::vector<Beacon>;
   const Beacon aNear = beacon(1, 1, 2), aFar = beacon(1, 1, 3), aUnknown = beacon(1, 1, 0);
   const Beacon bNear = beacon(1, 2, 2), otherUuid = beacon(2, 1, 2), odd = beacon(1, 1, 9);
   const Beacon otherMajor{aNear.proximityUUID, 2, aNear.minor, aNear.proximity};
   struct Case {
-    Beacons current, previous;
+    std::vector<Beacon> current;
+    std::vector<RangedBeacon> previous;
     std::vector<std::size_t> chosen;
   };
   const Case cases[] = {

@@ -1,11 +1,14 @@
 // The kit on the Linux phone where things are missing that nearly every machine has.
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/qt/phone.h>
 #include <korvani/sdk/korvani.h>
 #include <sys/resource.h>
 
 #include <QAbstractEventDispatcher>
+#include <QDir>
+#include <QLocale>
 #include <QTemporaryDir>
 #include <algorithm>
 #include <mutex>
@@ -21,6 +24,8 @@ namespace korvani::qt {
 namespace {
 
 using platform::Value;
+using testing::Contains;
+using testing::HasSubstr;
 
 /// The kit's lines, from any thread.
 class Lines {
@@ -70,6 +75,8 @@ struct Lack {
   void (*take)();
   /// Where a request may fail.
   bool isHard = false;
+  /// A part of the report of a beacon.
+  const char* reported = "device_type=iOS";
 
   friend void PrintTo(const Lack& lack, std::ostream* out) { *out << lack.name; }
 };
@@ -83,6 +90,13 @@ void takeTimeZones() {
   qputenv("TZDIR", "/nowhere");
   qputenv("TZ", "Europe/Paris");
 }
+/// As far from UTC as can be, with changes at midnight.
+void goFarEast() { qputenv("TZ", "<+14>-14<+13>-13,M3.2.0/0,M11.1.0/0"); }
+/// Other digits, and in one of them another calendar.
+void speak(const char* locale) {
+  for (const char* name : {"LANG", "LC_ALL"}) qputenv(name, locale);
+  QLocale::setDefault(QLocale(QLatin1String(locale)));
+}
 
 class Surroundings : public testing::TestWithParam<Lack> {};
 
@@ -90,7 +104,7 @@ TEST_P(Surroundings, AreLivedWith) {
   RawServer server([](auto...) {
     return RawServer::reply(R"({"success":true,"notification_text":"Hello","type":"IMG"})");
   });
-  const QTemporaryDir folder;
+  const QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/a \u00e4\u4e2d=%20'[x]-XXXXXX"));
   const PrivateBus bus;
   GetParam().take();
   const Lines lines;
@@ -110,7 +124,11 @@ TEST_P(Surroundings, AreLivedWith) {
   const std::shared_ptr<platform::LocationManagerDelegate> kit = Korvani::sharedInstance();
   kit->locationManagerDidRangeBeacons(
       nullptr, {{.proximityUUID = {}, .major = 1, .minor = 1, .proximity = 2}}, nullptr);
-  EXPECT_TRUE(Lines::isAnswered("scenario") || GetParam().isHard);
+  if (Lines::isAnswered("scenario")) {
+    EXPECT_THAT(server.requests(), Contains(HasSubstr(GetParam().reported)));
+  } else {
+    EXPECT_TRUE(GetParam().isHard);
+  }
   Korvani::didReceiveLocalNotification(
       Value::Dictionary{{"type", "IMG"},
                         {"image", Value::Dictionary{{"url", "http://127.0.0.1:8780/"}}},
@@ -120,7 +138,11 @@ TEST_P(Surroundings, AreLivedWith) {
 
 INSTANTIATE_TEST_SUITE_P(
     , Surroundings,
-    testing::Values(Lack{"NoBus", &takeBuses}, Lack{"NoTimeZones", &takeTimeZones},
+    testing::Values(Lack{"NoBus", &takeBuses},
+                    Lack{"NoTimeZones", &takeTimeZones, false, "&timezone=%2B0000"},
+                    Lack{"FarEast", &goFarEast, false, "&timezone=%2B1"},
+                    Lack{"Arabic", [] { speak("ar_EG.UTF-8"); }, false, "&battery_level=-100&"},
+                    Lack{"Persian", [] { speak("fa_IR.UTF-8"); }, false, "&battery_level=-100&"},
                     Lack{"FewDescriptors", [] { leaveDescriptors(FEW_DESCRIPTORS); }, true}),
     [](const auto& lack) { return lack.param.name; });
 
