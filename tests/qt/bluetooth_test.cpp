@@ -298,6 +298,14 @@ TEST_F(Bluetooth, ListensForPresenceInTurns) {
   QTimer::singleShot(3 * (settings_.sweep + settings_.pause), [&] { wouldTurn = true; });
   runUntil([&] { return wouldTurn; });
   EXPECT_LE(count(kStop), stops + 1) << "one may have been on its way";
+  // It hears a stranger too, who is one again afterwards.
+  bluez_->changeDevice(1, FakeBluez::advertisement(beacon(1, kOther), -60));
+  hearOne();
+  ear_->heard.clear();
+  listen(kPresence);
+  bluez_->changeDevice(1, {{kRssi, FakeBluez::rssi(-61)}});
+  hearOne();
+  EXPECT_THAT(ear_->heard, IsEmpty());
 }
 
 TEST_F(Bluetooth, HasTheDaemonWatchForPresence) {

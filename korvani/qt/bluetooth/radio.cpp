@@ -146,12 +146,14 @@ void Radio::heard(const QString& path, const DeviceNews& news) {
   const Moment now = steady_clock::now();
   lastAdvertisement_ = now;
   const KnownDevices::Device* known = known_->find(path);
-  if (news.hasManufacturerData && (!news.beacon || !isWanted(*news.beacon))) {
+  std::optional<location::IBeacon> beacon = news.beacon;
+  if (!news.hasManufacturerData && known) beacon = known->beacon;
+  // Who is known may have been wanted by an earlier listening alone.
+  if (!beacon || !isWanted(*beacon)) {
     if (known) known_->forget(path);
     return;
   }
-  if (!news.beacon && !known) return;
-  const KnownDevices::Device device{news.beacon ? *news.beacon : known->beacon,
+  const KnownDevices::Device device{*beacon,
                                     news.rssi ? *news.rssi : (known ? known->rssi : kNoRssi)};
   remember(path, device);
   if (wanted_.level == Listening::Level::kPresence) followBeacons(now);
