@@ -317,6 +317,15 @@ TEST_F(Bluetooth, HasTheDaemonWatchForPresence) {
   awaitAsked("Activate answered");
   const QVariantMap monitor = bluez_->monitor.value(bluetooth::kMonitor);
   EXPECT_EQ(monitor.value(QStringLiteral("Type")).toString(), QStringLiteral("or_patterns"));
+  const auto number = [&](const char* name) {
+    const QVariant value = monitor.value(QLatin1String(name));
+    return value.typeName() + (" " + std::to_string(value.toInt()));
+  };
+  EXPECT_EQ(number("RSSIHighThreshold"), "short -127");
+  EXPECT_EQ(number("RSSIHighTimeout"), "ushort 1");
+  EXPECT_EQ(number("RSSILowThreshold"), "short -127");
+  EXPECT_EQ(number("RSSILowTimeout"), "ushort 30");
+  EXPECT_EQ(number("RSSISamplingPeriod"), "ushort 0");
   const auto patterns = monitor.value(QStringLiteral("Patterns")).value<QDBusArgument>();
   ASSERT_EQ(patterns.currentSignature(), QStringLiteral("a(yyay)"));
   uchar from = 1;
