@@ -351,7 +351,7 @@ TEST(LocationService, Positions) {
   EXPECT_THAT(stage.positions_->asked, ElementsAre("authorize", "start", "stop"));
   stage.manager_->startUpdatingLocation();
   stage.manager_->stopUpdatingLocation();
-  stage.play({"2 until"});
+  EXPECT_THAT(stage.play({"2 until"}), ElementsAre("1 no position: gone")) << "a new manager";
   EXPECT_EQ(stage.positions_->asked.back(), "stop");
   EXPECT_EQ(stage.positions_->asked.size(), 5U);
 }
