@@ -66,6 +66,7 @@ struct Ear final : location::AdvertisementListener {
 /// Times that no test waits for; each makes short what it is about.
 Settings quiet() {
   Settings settings;
+  settings.decidesAfter = 0ms;
   settings.sweep = settings.pause = settings.followedFor = settings.activationWithin =
       settings.stallAfter = 1h;
   settings.firstRetry = 2ms;

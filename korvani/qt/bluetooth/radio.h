@@ -22,8 +22,8 @@
 
 namespace korvani::qt::bluetooth {
 
-/// Main thread; nothing here waits for the daemon. It decides once a turn of the event loop, so
-/// what changes back and forth within a turn changes nothing.
+/// Main thread; nothing here waits for the daemon. It decides a moment after the first change, so
+/// what changes back and forth within that moment changes nothing.
 ///
 /// Discovery runs all the time at full level. For presence it runs on a duty cycle; where the
 /// daemon has a monitor, only while a beacon was heard lately, since a monitor says little of those
@@ -39,6 +39,7 @@ class Radio final : public QObject, public location::AdvertisementSource {
  private:
   using Moment = std::chrono::steady_clock::time_point;
 
+  void decideSoon();
   void decide();
   void subscribe(bool isListening);
   void turnCycle();
