@@ -3,12 +3,12 @@
 
 #include <korvani/location/advertisement_source.h>
 #include <korvani/qt/bluetooth/adapters.h>
-#include <korvani/qt/bluetooth/bus_signal.h>
 #include <korvani/qt/bluetooth/discovery.h>
 #include <korvani/qt/bluetooth/known_devices.h>
 #include <korvani/qt/bluetooth/object_reader.h>
 #include <korvani/qt/bluetooth/presence_monitor.h>
 #include <korvani/qt/bluetooth/settings.h>
+#include <korvani/qt/bus_signal.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
