@@ -74,7 +74,7 @@ class SenderProcess {
 
  private:
   QProcess process_;
-  std::optional<qt::bluetooth::BusSignal> bus_;
+  std::optional<qt::BusSignal> bus_;
   bool isSent_ = false;
 };
 

@@ -25,6 +25,7 @@ LocationCore::LocationCore(platform::Queues& queues, platform::Log& log, MomentS
 void LocationCore::setManager(const std::shared_ptr<BeaconLocationManager>& manager) {
   manager_ = manager;
   for (auto& [identifier, monitored] : monitored_) monitored.knowsFailure = false;
+  toldPositionFailure_ = false;
   ranged_.clear();
   stopUpdatingLocation();
   settle();

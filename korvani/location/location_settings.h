@@ -7,6 +7,7 @@
 namespace korvani::location {
 
 /// From signal strength to distance and zone. Path loss, in dB, is measured power less RSSI.
+/// Exponent, borders and noise are above 0: without them there is no distance.
 struct ProximitySettings {
   /// Path loss grows by 10 times this a tenfold distance: 2 in the open, 3 and more indoors.
   double pathLossExponent = 2;
@@ -35,6 +36,7 @@ struct ProximitySettings {
 };
 
 struct RangingSettings {
+  /// Above 0.
   std::chrono::milliseconds period{1000};
   /// A beacon unheard stays listed as it was for so long: a controller may report it once in
   /// 10.24 s. Then it is listed as unknown, and at last forgotten.

@@ -5,6 +5,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusServiceWatcher>
 #include <QObject>
+#include <memory>
 #include <utility>
 
 namespace korvani::qt {
@@ -53,6 +54,21 @@ void followService(const QDBusConnection& bus, const QString& service, QObject* 
       watcher, &QDBusServiceWatcher::serviceOwnerChanged, receiver,
       [ownerChanged = std::move(ownerChanged)](const QString&, const QString&,
                                                const QString& owner) { ownerChanged(owner); });
+}
+
+void findService(const QDBusConnection& bus, const QString& service, QObject* receiver,
+                 std::function<void(const QString& owner)> found) {
+  const auto isTold = std::make_shared<bool>(false);
+  followService(bus, service, receiver, [found, isTold](const QString& owner) {
+    *isTold = true;
+    found(owner);
+  });
+  call(bus, newBusCall(QStringLiteral("GetNameOwner"), {service}), receiver,
+       [found, isTold](const QDBusMessage& answer) {
+         // What was signalled meanwhile is newer.
+         if (*isTold) return;
+         found(isError(answer) ? QString() : answer.arguments().value(0).toString());
+       });
 }
 
 }  // namespace korvani::qt

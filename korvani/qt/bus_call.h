@@ -28,5 +28,8 @@ bool isError(const QDBusMessage& answer);
 /// Tells each new owner of the service's name, empty when it has none, as long as `receiver` lives.
 void followService(const QDBusConnection& bus, const QString& service, QObject* receiver,
                    std::function<void(const QString& owner)> ownerChanged);
+/// The same, and first the present owner.
+void findService(const QDBusConnection& bus, const QString& service, QObject* receiver,
+                 std::function<void(const QString& owner)> found);
 
 }  // namespace korvani::qt

@@ -3,6 +3,7 @@
 #include <korvani/qt/display.h>
 #include <korvani/qt/log.h>
 
+#include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusPendingReply>
@@ -40,12 +41,13 @@ void ask(const QDBusConnection& bus, const QDBusMessage& question, QObject* rece
 Display::Display(std::function<void()> turnedOn) : turnedOn_(std::move(turnedOn)) {
   const auto system = QDBusConnection::systemBus();
   if (system.isConnected()) follow(system, kLogind, kHints, [this] { findSession(); });
-  auto user = QDBusConnection::sessionBus();
+  const auto user = QDBusConnection::sessionBus();
   if (!user.isConnected()) return;
   for (const auto& [service, path] : kSavers) {
     // Some signal from another path than the one that is read.
-    user.connect(service, QString(), service, QStringLiteral("ActiveChanged"), this,
-                 SLOT(saverChanged(QDBusMessage)));
+    savers_.push_back(std::make_unique<BusSignal>(
+        user, QString(), service, QStringLiteral("ActiveChanged"), QString(),
+        [this](const QDBusMessage& signal) { saverChanged(signal); }));
     follow(user, service, {service},
            [this, service = service, path = path] { readSaver(service, path); });
   }
@@ -53,11 +55,11 @@ Display::Display(std::function<void()> turnedOn) : turnedOn_(std::move(turnedOn)
 
 void Display::follow(const QDBusConnection& bus, const QString& service, const QStringList& reasons,
                      std::function<void()> read) {
-  followService(bus, service, this, [this, reasons, read](const QString& owner) {
+  findService(bus, service, this, [this, service, reasons, read](const QString& owner) {
+    owners_[service] = owner;
     for (const QString& reason : reasons) reasons_.remove(reason);
     if (!owner.isEmpty()) read();
   });
-  read();
 }
 
 /// The session of this process, or the one that its user looks at. Signals name its true path.
@@ -73,13 +75,9 @@ void Display::findSession() {
 
 void Display::watchSession(const QString& path) {
   if (path == session_) return;
-  auto bus = QDBusConnection::systemBus();
-  const char* const slot = SLOT(sessionChanged(QString, QVariantMap, QStringList));
-  if (!session_.isEmpty()) {
-    bus.disconnect(kLogind, session_, kProperties, kPropertiesChanged, this, slot);
-  }
   session_ = path;
-  bus.connect(kLogind, session_, kProperties, kPropertiesChanged, this, slot);
+  hints_.emplace(QDBusConnection::systemBus(), session_, kProperties, kPropertiesChanged, kSession,
+                 [this](const QDBusMessage& signal) { sessionChanged(signal); });
 }
 
 void Display::readSession() {
@@ -96,14 +94,17 @@ void Display::readSaver(const QString& service, const QString& path) {
   });
 }
 
-void Display::sessionChanged(const QString& interface, const QVariantMap& changed,
-                             const QStringList& invalidated) {
-  if (interface != kSession) return;
-  takeHints(changed);
+void Display::sessionChanged(const QDBusMessage& signal) {
+  if (signal.service() != owners_.value(kLogind)) return;
+  if (signal.signature() != QLatin1String("sa{sv}as")) return;
+  const QVariantList arguments = signal.arguments();
+  takeHints(qdbus_cast<QVariantMap>(arguments[1]));
+  const QStringList invalidated = arguments[2].toStringList();
   if (invalidated.contains(kHints[0]) || invalidated.contains(kHints[1])) readSession();
 }
 
 void Display::saverChanged(const QDBusMessage& signal) {
+  if (signal.service() != owners_.value(signal.interface())) return;
   take({{signal.interface(), signal.arguments().value(0)}});
 }
 

@@ -2,13 +2,19 @@
 // saver has ended.
 #pragma once
 
+#include <korvani/qt/bus_signal.h>
+
 #include <QDBusConnection>
+#include <QHash>
 #include <QObject>
 #include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
 #include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
 
 class QDBusMessage;
 
@@ -18,13 +24,11 @@ namespace korvani::qt {
 /// locked or idle, or a screen saver is active; what is on at the start is not told. A service
 /// that goes takes its reasons along, which turns nothing on.
 class Display final : public QObject {
-  Q_OBJECT
-
  public:
   explicit Display(std::function<void()> turnedOn);
 
  private:
-  /// Reads now, and anew from each further owner of the service.
+  /// Reads from each owner of the service.
   void follow(const QDBusConnection& bus, const QString& service, const QStringList& reasons,
               std::function<void()> read);
   void findSession();
@@ -35,11 +39,14 @@ class Display final : public QObject {
   /// By reason, whether it holds now.
   void take(const QVariantMap& states);
 
-  Q_SLOT void sessionChanged(const QString& interface, const QVariantMap& changed,
-                             const QStringList& invalidated);
-  Q_SLOT void saverChanged(const QDBusMessage& signal);
+  void sessionChanged(const QDBusMessage& signal);
+  void saverChanged(const QDBusMessage& signal);
 
   const std::function<void()> turnedOn_;
+  std::vector<std::unique_ptr<BusSignal>> savers_;
+  std::optional<BusSignal> hints_;
+  /// By service, who owns its name on the bus: others' signals say nothing.
+  QHash<QString, QString> owners_;
   /// The session's object path; empty while it is not known.
   QString session_;
   /// Why the display is off: the names of hints and savers.

@@ -18,7 +18,6 @@ const QString kService = QStringLiteral("org.freedesktop.portal.Desktop");
 const QString kPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const QString kLocation = QStringLiteral("org.freedesktop.portal.Location");
 const QString kRequest = QStringLiteral("org.freedesktop.portal.Request");
-const QString kResponse = QStringLiteral("Response");
 constexpr uint kGranted = 0;
 
 }  // namespace
@@ -32,14 +31,18 @@ void LocationPermission::ask() {
        newCall(kService, kPath, kLocation, QStringLiteral("CreateSession"), {options}), this,
        [this](const QDBusPendingReply<QDBusObjectPath>& reply) {
          if (reply.isError()) return end();
+         portal_ = reply.reply().service();
          start(reply.value().path());
        });
 }
 
 /// The answer of a portal that has gone would be waited for in vain.
 void LocationPermission::watchPortal() {
-  if (std::exchange(isWatching_, true)) return;
-  followService(QDBusConnection::sessionBus(), kService, this, [this](const QString& owner) {
+  if (responses_) return;
+  const auto bus = QDBusConnection::sessionBus();
+  responses_.emplace(bus, QString(), kRequest, QStringLiteral("Response"), QString(),
+                     [this](const QDBusMessage& response) { answered(response); });
+  followService(bus, kService, this, [this](const QString& owner) {
     if (owner.isEmpty()) end();
   });
 }
@@ -47,11 +50,10 @@ void LocationPermission::watchPortal() {
 void LocationPermission::start(const QString& session) {
   session_ = session;
   // The answer may overtake the reply, so its path, which follows from the token, comes first.
-  auto bus = QDBusConnection::sessionBus();
+  const auto bus = QDBusConnection::sessionBus();
   const QString token = QStringLiteral("korvani%1").arg(questions_);
   const QString sender = bus.baseService().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
   request_ = kPath + QStringLiteral("/request/") + sender + QLatin1Char('/') + token;
-  bus.connect(kService, request_, kRequest, kResponse, this, SLOT(answered(QDBusMessage)));
   const QVariantMap options{{QStringLiteral("handle_token"), token}};
   const QVariantList arguments{QVariant::fromValue(QDBusObjectPath(session)), QString(), options};
   call(bus, newCall(kService, kPath, kLocation, QStringLiteral("Start"), arguments), this,
@@ -61,6 +63,7 @@ void LocationPermission::start(const QString& session) {
 }
 
 void LocationPermission::answered(const QDBusMessage& response) {
+  if (response.service() != portal_ || response.path() != request_) return;
   if (response.arguments().value(0).toUInt() != kGranted) {
     qCWarning(phoneLog, "the user does not allow the position");
   }
@@ -69,11 +72,11 @@ void LocationPermission::answered(const QDBusMessage& response) {
 
 void LocationPermission::end() {
   isOpen_ = false;
+  request_.clear();
   if (session_.isEmpty()) return;
-  auto bus = QDBusConnection::sessionBus();
-  bus.disconnect(kService, request_, kRequest, kResponse, this, SLOT(answered(QDBusMessage)));
-  bus.send(newCall(kService, std::exchange(session_, QString()),
-                   QStringLiteral("org.freedesktop.portal.Session"), QStringLiteral("Close")));
+  QDBusConnection::sessionBus().send(newCall(kService, std::exchange(session_, QString()),
+                                             QStringLiteral("org.freedesktop.portal.Session"),
+                                             QStringLiteral("Close")));
 }
 
 }  // namespace korvani::qt

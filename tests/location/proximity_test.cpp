@@ -58,19 +58,33 @@ TEST_F(Proximity, FollowsAWalkWithinFourSeconds) {
 }
 
 TEST_F(Proximity, SteadySignals) {
+  const ProximitySettings hall{.pathLossExponent = 3, .nearFrom = 12, .farFrom = 20};
   const struct {
     int rssi, power, zone;
     double metres;
-  } cases[] = {{-59, -59, 2, 1},      {-79, -59, 3, 10}, {-39, -59, 1, 0.1}, {-75, -69, 2, 2},
-               {-20, -59, 1, 0.0265}, {0, -59, 0, -1},   {127, -59, 0, -1},  {-128, -59, 0, -1},
-               {-59, 0, 0, -1},       {-59, 100, 0, -1}, {21, -59, 0, -1}};
+    ProximitySettings settings{};
+  } cases[] = {{-59, -59, 2, 1},  {-79, -59, 3, 10},     {-39, -59, 1, 0.1},
+               {-75, -69, 2, 2},  {-20, -59, 1, 0.0265}, {0, -59, 0, -1},
+               {127, -59, 0, -1}, {-128, -59, 0, -1},    {-59, 0, 0, -1},
+               {-59, 100, 0, -1}, {21, -59, 0, -1},      {-89, -59, 1, 10, hall}};
   for (const auto& c : cases) {
-    ProximityEstimator estimator(model_);
+    const SignalModel model(c.settings);
+    ProximityEstimator estimator(model);
     for (int i = 0; i < 20; ++i) estimator.heard(Moment(i * 1s), c.rssi, c.power);
     const Distance distance = estimator.estimate(Moment(20s));
     EXPECT_EQ(distance.proximity, c.zone) << c.rssi << " " << c.power;
     EXPECT_NEAR(distance.accuracy, c.metres, std::abs(c.metres) / 20) << c.rssi << " " << c.power;
   }
+}
+
+/// The borders are at -6 and 12 dB.
+TEST_F(Proximity, LeavesAZoneWithAMargin) {
+  const struct {
+    double pathLoss;
+    int from, to;
+  } cases[] = {{12.5, 2, 2}, {13.5, 2, 3}, {11.5, 3, 3}, {10.5, 3, 2},
+               {-5.5, 1, 1}, {-4.5, 1, 2}, {-6.5, 2, 2}, {-7.5, 2, 1}};
+  for (const auto& c : cases) EXPECT_EQ(model_.zoneAt(c.pathLoss, c.from), c.to) << c.pathLoss;
 }
 
 /// A lone signal near a border is no zone yet; what comes after may be, and so is a long wait.

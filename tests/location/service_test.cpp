@@ -70,8 +70,8 @@ class Stage final : public platform::LocationManagerDelegate {
  public:
   explicit Stage(const LocationSettings& settings = {})
       : service_(
-            queues_, phone_.log(), [this] { return Moment(phone_.elapsed()); }, radio_, positions_,
-            settings) {
+            queues_, phone_.log(), [this] { return Moment(phone_.elapsed() + slept_); }, radio_,
+            positions_, settings) {
     startManager();
   }
 
@@ -118,6 +118,8 @@ class Stage final : public platform::LocationManagerDelegate {
     }
     if (word == "display") return service_.displayTurnedOn();
     if (word == "takeover") return startManager();
+    if (word == "leave") return manager_->setDelegate({});
+    if (word == "sleep") return static_cast<void>(slept_ = 1h);
     if (word == "until") return;
     words >> name;
     ask(word, std::make_shared<BeaconRegion>(regionOf(name)));
@@ -193,6 +195,8 @@ class Stage final : public platform::LocationManagerDelegate {
   }
 
   const std::shared_ptr<LocationManagerDelegate> delegate_{this, [](auto*) {}};
+  /// While the machine slept nobody was woken.
+  std::chrono::milliseconds slept_{0};
   BeaconLocationService service_;
   std::vector<std::string> heard_;
 };
@@ -223,22 +227,26 @@ const Timeline kTimelines[] = {
     {"ranged in order of first hearing, held, unknown, forgotten",
      {"0 range A", "0.5 hear A 2", "0.6 hear A 1 -80", "1.7 hear A 2", "1.8 hear B 3", "2 stop A",
       "9 until", "10.7 range A", "13.7 stop A", "14.7 range A", "18 stop A", "20 range A",
-      "20 hear A 1 -80", "20 hear A 2", "21 until"},
+      "20 hear A 1 -80", "20 hear A 2", "21 stop A", "36 range A", "36 hear A 2", "36 hear A 1",
+      "37 until"},
      {"1 ranged 2:2 1:3 A", "2 ranged 2:2 1:3 A", "11.7 ranged 2:2 1:0 A", "12.7 ranged 2:2 1:0 A",
       "13.7 ranged 2:0 1:0 A", "15.7 ranged 2:0 A", "16.7 ranged 2:0 A", "17.7 ranged A",
-      "21 ranged 1:3 2:2 A"}},
+      "21 ranged 1:3 2:2 A", "37 ranged 2:2 1:2 A"}},
     {"ranging again keeps the rhythm",
      {"0 range A", "0.6 range A", "1.2 stop A", "1.4 range A", "2.5 until"},
      {"1 ranged A", "2.4 ranged A"}},
+    {"results that a sleep has missed are not made up for",
+     {"0 range A", "1.5 sleep", "3.5 until"},
+     {"1 ranged A", "2 ranged A", "3 ranged A"}},
     {"the same region again keeps state and ranging",
      {"0 monitor A", "0 range A", "0.5 hear A 1", "0.7 monitor A", "0.7 state A", "1 until"},
      {"0 started A", "0.5 state 1 A", "0.7 started A", "0.7 state 1 A", "1 ranged 1:2 A"}},
     {"another UUID under the identifier begins anew and ends ranging",
-     {"0 monitor A", "0 range A", "0.5 hear A 1", "0.7 monitor X", "0.8 state X", "0.8 state A",
-      "0.9 range A", "2 hear A 1", "3 hear X 1", "3 range X", "3.5 stop A", "4 until", "4 stop X",
+     {"0 monitor A", "0 range A", "0.5 hear A 1", "0.7 monitor X", "0.8 state X", "0.9 range A",
+      "2 hear A 1", "3 hear X 1", "3 range X", "3.2 state A", "3.5 stop A", "4 until", "4 stop X",
       "40 until"},
-     {"0 started A", "0.5 state 1 A", "0.7 started X", "0.8 state 0 X", "0.8 state 0 A",
-      "3 state 1 X", "4 ranged 1:2 X", "33 exit X", "33 state 2 X"}},
+     {"0 started A", "0.5 state 1 A", "0.7 started X", "0.8 state 0 X", "3 state 1 X",
+      "3.2 state 0 A", "4 ranged 1:2 X", "33 exit X", "33 state 2 X"}},
     {"radio off inside: no exit, no results, states anew",
      {"0 monitor A", "0 range A", "0.5 hear A 1", "1.5 radio off", "1.5 radio off", "2 state A",
       "2.5 hear A 1", "60 radio denied", "70 radio on", "70.5 hear A 2", "71 stop A", "101 until"},
@@ -249,15 +257,17 @@ const Timeline kTimelines[] = {
      {"0 range A", "0.5 hear A 1", "1.5 radio off", "2 radio on", "3 until"},
      {"1 ranged 1:2 A", "3 ranged A"}},
     {"no radio at the start: monitoring starts by itself once it can",
-     {"0 radio missing", "1 monitor A", "1 monitor A", "40 radio on", "40 radio on", "41 hear A 1"},
-     {"1 failed missing A", "40 started A", "41 state 1 A"}},
+     {"0 radio missing", "1 monitor A", "1 monitor A", "1.5 takeover", "1.6 monitor A",
+      "40 radio on", "40 radio on", "41 hear A 1"},
+     {"1 failed missing A", "1.6 failed missing A", "40 started A", "41 state 1 A"}},
     {"a new manager takes over, the earlier one's ranging ends",
      {"0 monitor A", "0 range A", "0.5 hear A 1", "1.5 takeover", "1.6 late A", "3 hear A 1",
       "4 monitor A", "4 state A", "4 range A", "5 stop A", "34 until"},
      {"0 started A", "0.5 state 1 A", "1 ranged 1:2 A", "4 started A", "4 state 1 A",
       "5 ranged 1:2 A", "33 exit A", "33 state 2 A"}},
-    {"the display turns on",
-     {"0 monitor A", "0 monitor b", "1 display", "2 hear A 1", "2 hear b 1", "3 display"},
+    {"the display turns on, once more after the delegate has gone",
+     {"0 monitor A", "0 monitor b", "1 display", "2 hear A 1", "2 hear b 1", "3 display", "4 leave",
+      "5 display"},
      {"0 started A", "0 started b", "2 state 1 A", "2 state 1 b", "3 state 1 A"}},
 };
 
@@ -341,7 +351,7 @@ TEST(LocationService, Positions) {
   EXPECT_THAT(stage.positions_->asked, ElementsAre("authorize", "start", "stop"));
   stage.manager_->startUpdatingLocation();
   stage.manager_->stopUpdatingLocation();
-  stage.play({"2 until"});
+  EXPECT_THAT(stage.play({"2 until"}), ElementsAre("1 no position: gone")) << "a new manager";
   EXPECT_EQ(stage.positions_->asked.back(), "stop");
   EXPECT_EQ(stage.positions_->asked.size(), 5U);
 }

@@ -66,6 +66,7 @@ struct Ear final : location::AdvertisementListener {
 /// Times that no test waits for; each makes short what it is about.
 Settings quiet() {
   Settings settings;
+  settings.decidesAfter = 0ms;
   settings.sweep = settings.pause = settings.followedFor = settings.activationWithin =
       settings.stallAfter = 1h;
   settings.firstRetry = 2ms;
@@ -298,6 +299,14 @@ TEST_F(Bluetooth, ListensForPresenceInTurns) {
   QTimer::singleShot(3 * (settings_.sweep + settings_.pause), [&] { wouldTurn = true; });
   runUntil([&] { return wouldTurn; });
   EXPECT_LE(count(kStop), stops + 1) << "one may have been on its way";
+  // It hears a stranger too, who is one again afterwards.
+  bluez_->changeDevice(1, FakeBluez::advertisement(beacon(1, kOther), -60));
+  hearOne();
+  ear_->heard.clear();
+  listen(kPresence);
+  bluez_->changeDevice(1, {{kRssi, FakeBluez::rssi(-61)}});
+  hearOne();
+  EXPECT_THAT(ear_->heard, IsEmpty());
 }
 
 TEST_F(Bluetooth, HasTheDaemonWatchForPresence) {
@@ -309,6 +318,15 @@ TEST_F(Bluetooth, HasTheDaemonWatchForPresence) {
   awaitAsked("Activate answered");
   const QVariantMap monitor = bluez_->monitor.value(bluetooth::kMonitor);
   EXPECT_EQ(monitor.value(QStringLiteral("Type")).toString(), QStringLiteral("or_patterns"));
+  const auto number = [&](const char* name) {
+    const QVariant value = monitor.value(QLatin1String(name));
+    return value.typeName() + (" " + std::to_string(value.toInt()));
+  };
+  EXPECT_EQ(number("RSSIHighThreshold"), "short -127");
+  EXPECT_EQ(number("RSSIHighTimeout"), "ushort 1");
+  EXPECT_EQ(number("RSSILowThreshold"), "short -127");
+  EXPECT_EQ(number("RSSILowTimeout"), "ushort 30");
+  EXPECT_EQ(number("RSSISamplingPeriod"), "ushort 0");
   const auto patterns = monitor.value(QStringLiteral("Patterns")).value<QDBusArgument>();
   ASSERT_EQ(patterns.currentSignature(), QStringLiteral("a(yyay)"));
   uchar from = 1;

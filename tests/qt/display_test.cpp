@@ -52,6 +52,7 @@ class DisplayTest : public testing::Test {
 
   const PrivateBus bus_;
   FakeServices desktop_;
+  FakeServices stranger_{QStringLiteral("stranger")};
   QVariantMap hints_{{kLocked, true}, {kIdle, false}};
   int told_ = 0;
 };
@@ -74,7 +75,11 @@ TEST_F(DisplayTest, IsOnWhenTheLastReasonHasGone) {
   tellHints(kSession, {{kLocked, QString()}, {QStringLiteral("State"), false}});
   tellHints(QStringLiteral("/org/freedesktop/login1/session/_32"), {{kLocked, false}});
   tellHints(kSession, {{kLocked, false}}, {}, "org.example.Session");
-  expectTold(0, "a hint that is no boolean, another session, another interface");
+  stranger_.tell(kSession, QStringLiteral("org.freedesktop.DBus.Properties"), "PropertiesChanged",
+                 {QStringLiteral("org.freedesktop.login1.Session"), QVariantMap{{kLocked, false}},
+                  QStringList()});
+  stranger_.settle();
+  expectTold(0, "a hint that is no boolean, another session, another interface, another sender");
   hints_[kLocked] = false;
   tellHints(kSession, {}, {kLocked});
   runUntil([this] { return told_ == 1; });
@@ -101,6 +106,11 @@ TEST_F(DisplayTest, SaversComeAndGo) {
   save(kSavers[0], false);
   runUntil([this] { return told_ > 0; });
   expectTold(1, "one saver goes on while the other ends, and then it leaves");
+  for (const bool active : {true, false}) {
+    stranger_.tell(QStringLiteral("/ScreenSaver"), kSavers[0], "ActiveChanged", {active});
+  }
+  stranger_.settle();
+  expectTold(0, "a stranger's saver");
 }
 
 }  // namespace

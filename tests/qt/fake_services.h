@@ -1,6 +1,8 @@
 // Services of the test's own, which answer calls in this process.
 #pragma once
 
+#include <korvani/qt/bus_call.h>
+
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
@@ -15,7 +17,9 @@ class FakeServices final : public QDBusVirtualObject {
  public:
   using Answer = std::function<QVariant(const QDBusMessage& call)>;
 
-  FakeServices() {
+  explicit FakeServices(const QString& connection = QStringLiteral("fakes"))
+      : bus_(QDBusConnection::connectToBus(
+            QString::fromLocal8Bit(qgetenv("DBUS_SESSION_BUS_ADDRESS")), connection)) {
     bus_.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath);
   }
   ~FakeServices() override { QDBusConnection::disconnectFromBus(bus_.name()); }
@@ -28,6 +32,8 @@ class FakeServices final : public QDBusVirtualObject {
     signal.setArguments(arguments);
     bus_.send(signal);
   }
+  /// Returns when the bus has passed on what was told so far.
+  void settle() { bus_.call(newBusCall(QStringLiteral("GetId"))); }
 
   QHash<QString, Answer> answers;
   QHash<QString, int> calls;
@@ -42,8 +48,7 @@ class FakeServices final : public QDBusVirtualObject {
   }
 
  private:
-  QDBusConnection bus_ = QDBusConnection::connectToBus(
-      QString::fromLocal8Bit(qgetenv("DBUS_SESSION_BUS_ADDRESS")), QStringLiteral("fakes"));
+  QDBusConnection bus_;
 };
 
 }  // namespace korvani::qt

@@ -170,16 +170,17 @@ TEST(SystemPositionsTest, ComeFromGeoClue) {
 }
 
 TEST(LocationPermissionTest, OneQuestionAtATime) {
+  const LogLines log;
   const PrivateBus bus;
-  FakeServices portal;
+  FakeServices portal, stranger(QStringLiteral("stranger"));
   const QString name = QStringLiteral("org.freedesktop.portal.Desktop");
   const QString create = QStringLiteral("CreateSession");
   const QString close = QStringLiteral("Close");
+  const QString requests = QStringLiteral("org.freedesktop.portal.Request");
   QString request;
   bool answersAtOnce = false;
   const auto answer = [&](uint response) {
-    portal.tell(std::exchange(request, QString()), QStringLiteral("org.freedesktop.portal.Request"),
-                "Response", {response, QVariantMap()});
+    portal.tell(std::exchange(request, QString()), requests, "Response", {response, QVariantMap()});
   };
   portal.answers[create] = [](const QDBusMessage&) {
     return QVariant::fromValue(QDBusObjectPath(QStringLiteral("/session")));
@@ -203,8 +204,11 @@ TEST(LocationPermissionTest, OneQuestionAtATime) {
     return !request.isEmpty();
   });
   for (int i = 0; i < 3; ++i) permission.ask();
+  stranger.tell(request, requests, "Response", {0U, QVariantMap()});
+  stranger.settle();
   answer(1);
   runUntil([&] { return portal.calls[close] == 1; });
+  EXPECT_THAT(log.lines(), ElementsAre("the user does not allow the position"));
   EXPECT_EQ(portal.calls[create], 1);
   // An answer that overtakes the reply; a portal that goes with the question open.
   answersAtOnce = true;

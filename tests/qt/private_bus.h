@@ -20,7 +20,7 @@ class PrivateBus {
  public:
   PrivateBus() {
     const QString config = folder_.filePath(QStringLiteral("bus.conf"));
-    write(config, QStringLiteral("<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen>"
+    write(config, QStringLiteral("<busconfig><type>session</type><listen>unix:path=%1/bus</listen>"
                                  "<servicedir>%1</servicedir><policy context='default'>"
                                  "<allow send_destination='*' eavesdrop='true'/>"
                                  "<allow eavesdrop='true'/><allow own='*'/></policy></busconfig>")

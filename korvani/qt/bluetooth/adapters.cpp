@@ -52,17 +52,7 @@ void Adapters::watch() {
   subscribe(QStringLiteral("/org/freedesktop/DBus/Local"),
             QStringLiteral("org.freedesktop.DBus.Local"), "Disconnected", QString(),
             [this](const QDBusMessage&) { setDaemon(QString()); });
-  followService(bus_, kService, this, [this](const QString& owner) { setDaemon(owner); });
-  askForDaemon();
-}
-
-void Adapters::askForDaemon() {
-  qt::call(bus_, newBusCall(QStringLiteral("GetNameOwner"), {kService}), this,
-           [this](const QDBusMessage& answer) {
-             // What was signalled meanwhile is newer.
-             if (knowsDaemon_) return;
-             setDaemon(isError(answer) ? QString() : answer.arguments().value(0).toString());
-           });
+  findService(bus_, kService, this, [this](const QString& owner) { setDaemon(owner); });
 }
 
 void Adapters::setDaemon(const QString& name) {

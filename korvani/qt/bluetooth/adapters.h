@@ -2,9 +2,9 @@
 #pragma once
 
 #include <korvani/qt/bluetooth/bluez.h>
-#include <korvani/qt/bluetooth/bus_signal.h>
 #include <korvani/qt/bluetooth/object_reader.h>
 #include <korvani/qt/bluetooth/settings.h>
+#include <korvani/qt/bus_signal.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -61,7 +61,6 @@ class Adapters final : public QObject {
   bool isOurs(const QString& devicePath) const;
 
  private:
-  void askForDaemon();
   void setDaemon(const QString& name);
   void took(const QDBusMessage& objects);
   void take(const QString& path, const ObjectNews& news, bool isNow);

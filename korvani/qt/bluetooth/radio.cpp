@@ -21,7 +21,7 @@ Radio::Radio(const QDBusConnection& bus, const Settings& settings)
                      [this] {
                        // At once: a decision may see two changes as none.
                        discovery_.setDiscovering(adapters_.chosen().isDiscovering);
-                       decision_.start();
+                       decideSoon();
                      },
                  .deviceFound = [this](const QString& path, const DeviceNews& news,
                                        bool isNow) { deviceFound(path, news, isNow); },
@@ -32,10 +32,10 @@ Radio::Radio(const QDBusConnection& bus, const Settings& settings)
       discovery_(bus, settings,
                  [this](const std::optional<QString>& failure) {
                    refusal_ = failure;
-                   decision_.start();
+                   decideSoon();
                  }),
       monitor_(bus, settings,
-               {.changed = [this] { decision_.start(); },
+               {.changed = [this] { decideSoon(); },
                 .found = [this] { followBeacons(steady_clock::now()); }}) {
   for (QTimer* timer : {&decision_, &cycle_, &stall_, &stands_}) timer->setSingleShot(true);
   connect(&decision_, &QTimer::timeout, this, [this] { decide(); });
@@ -48,14 +48,19 @@ void Radio::setListener(std::weak_ptr<location::AdvertisementListener> listener)
   listener_ = std::move(listener);
   told_.reset();
   if (!std::exchange(watches_, true)) adapters_.watch();
-  decision_.start();
+  decideSoon();
 }
 
 void Radio::listen(const Listening& wanted) {
   wanted_ = wanted;
   // Of presence it is not known at first who is there, and a monitor may not tell.
   followedUntil_ = steady_clock::now() + settings_.followedFor;
-  decision_.start();
+  decideSoon();
+}
+
+/// Changes that come meanwhile put nothing off.
+void Radio::decideSoon() {
+  if (!decision_.isActive()) decision_.start(settings_.decidesAfter);
 }
 
 void Radio::decide() {
@@ -146,12 +151,14 @@ void Radio::heard(const QString& path, const DeviceNews& news) {
   const Moment now = steady_clock::now();
   lastAdvertisement_ = now;
   const KnownDevices::Device* known = known_->find(path);
-  if (news.hasManufacturerData && (!news.beacon || !isWanted(*news.beacon))) {
+  std::optional<location::IBeacon> beacon = news.beacon;
+  if (!news.hasManufacturerData && known) beacon = known->beacon;
+  // Who is known may have been wanted by an earlier listening alone.
+  if (!beacon || !isWanted(*beacon)) {
     if (known) known_->forget(path);
     return;
   }
-  if (!news.beacon && !known) return;
-  const KnownDevices::Device device{news.beacon ? *news.beacon : known->beacon,
+  const KnownDevices::Device device{*beacon,
                                     news.rssi ? *news.rssi : (known ? known->rssi : kNoRssi)};
   remember(path, device);
   if (wanted_.level == Listening::Level::kPresence) followBeacons(now);
@@ -166,7 +173,7 @@ void Radio::remember(const QString& path, const KnownDevices::Device& device) {
 
 void Radio::followBeacons(Moment now) {
   followedUntil_ = now + settings_.followedFor;
-  if (!cycle_.isActive()) decision_.start();
+  if (!cycle_.isActive()) decideSoon();
 }
 
 bool Radio::isWanted(const location::IBeacon& beacon) const {

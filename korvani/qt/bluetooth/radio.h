@@ -3,12 +3,12 @@
 
 #include <korvani/location/advertisement_source.h>
 #include <korvani/qt/bluetooth/adapters.h>
-#include <korvani/qt/bluetooth/bus_signal.h>
 #include <korvani/qt/bluetooth/discovery.h>
 #include <korvani/qt/bluetooth/known_devices.h>
 #include <korvani/qt/bluetooth/object_reader.h>
 #include <korvani/qt/bluetooth/presence_monitor.h>
 #include <korvani/qt/bluetooth/settings.h>
+#include <korvani/qt/bus_signal.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -22,8 +22,8 @@
 
 namespace korvani::qt::bluetooth {
 
-/// Main thread; nothing here waits for the daemon. It decides once a turn of the event loop, so
-/// what changes back and forth within a turn changes nothing.
+/// Main thread; nothing here waits for the daemon. It decides a moment after the first change, so
+/// what changes back and forth within that moment changes nothing.
 ///
 /// Discovery runs all the time at full level. For presence it runs on a duty cycle; where the
 /// daemon has a monitor, only while a beacon was heard lately, since a monitor says little of those
@@ -39,6 +39,7 @@ class Radio final : public QObject, public location::AdvertisementSource {
  private:
   using Moment = std::chrono::steady_clock::time_point;
 
+  void decideSoon();
   void decide();
   void subscribe(bool isListening);
   void turnCycle();

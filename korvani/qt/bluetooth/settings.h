@@ -9,6 +9,9 @@
 namespace korvani::qt::bluetooth {
 
 struct Settings {
+  /// What is wanted is looked at so long after a change of it. Monitoring and ranging start one by
+  /// one, in turns of the event loop of their own, and ask for one thing together.
+  std::chrono::milliseconds decidesAfter{5};
   /// The duty cycle of presence. A beacon of one signal a second has four of them in each sweep,
   /// and the 30 s after which a region counts as left hold three sweeps. In the pauses bonded mice
   /// and keyboards find their way back.

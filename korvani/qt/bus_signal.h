@@ -8,10 +8,11 @@
 #include <QStringList>
 #include <functional>
 
-namespace korvani::qt::bluetooth {
+namespace korvani::qt {
 
-/// As long as it lives, on the thread that made it. Whoever sends may be anyone: for the signals of
-/// one name Qt would ask the bus who owns it, and wait. An empty path stands for all.
+/// As long as it lives, on the thread that made it. Whoever sends may be anyone, so look at the
+/// sender: for the signals of one name Qt would ask the bus who owns it, and wait. An empty path
+/// stands for all.
 class BusSignal final : public QObject {
   Q_OBJECT
 
@@ -34,4 +35,4 @@ class BusSignal final : public QObject {
   const Came came_;
 };
 
-}  // namespace korvani::qt::bluetooth
+}  // namespace korvani::qt

@@ -1,9 +1,9 @@
 // A slot for Qt, which finds it by its name.
-#include <korvani/qt/bluetooth/bus_signal.h>
+#include <korvani/qt/bus_signal.h>
 
 #include <utility>
 
-namespace korvani::qt::bluetooth {
+namespace korvani::qt {
 
 BusSignal::BusSignal(const QDBusConnection& bus, const QString& path, const QString& interface,
                      const QString& name, const QString& firstArgument, Came came)
@@ -22,4 +22,4 @@ BusSignal::~BusSignal() {
                   SLOT(receive(QDBusMessage)));
 }
 
-}  // namespace korvani::qt::bluetooth
+}  // namespace korvani::qt
