@@ -2,7 +2,7 @@
 // of Bluetooth hears, notifications that are opened or dismissed, stays in the background, and
 // faults at random. What the process holds must not grow, and the service's log must know every
 // request.
-#include <bench/heap.h>
+#include <bench/qt/counted_malloc.h>
 #include <form.h>
 #include <httplib.h>
 #include <korvani/platform/forwarding.h>
@@ -272,7 +272,7 @@ Held heldNow(int loops) {
   long size = 0;
   long pages = 0;
   std::ifstream("/proc/self/statm") >> size >> pages;
-  return {static_cast<double>(heapInUse()) / 1024,
+  return {static_cast<double>(bytesInUse()) / 1024,
           static_cast<double>(pages * ::sysconf(_SC_PAGESIZE)) / 1024,
           entriesOf("/proc/self/task") - loops, entriesOf("/proc/self/fd")};
 }
