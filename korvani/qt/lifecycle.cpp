@@ -61,7 +61,7 @@ void Lifecycle::lookSoon() {
 
 void Lifecycle::look() {
   lookIsDue_ = false;
-  hadWindow_ = hadWindow_ || anyWindow(isShown);
+  hadWindow_ = hadWindow_ || anyWindow(isOpen);
   const bool hasFocus = QGuiApplication::applicationState() == Qt::ApplicationActive;
   if (hasFocus || anyWindow(isExposed) || !anyWindow(isShown)) framesRefused_ = 0;
   const bool lostFocus = std::exchange(hadFocus_, hasFocus) && !hasFocus;
