@@ -312,6 +312,8 @@ TEST(BatteryTest, FollowsThePowerService) {
   EXPECT_EQ(battery.level(), -1);
   battery.setMonitored(true);
   becomes(0.5F);
+  battery.setMonitored(true);
+  EXPECT_EQ(battery.level(), 0.5F);
   setUp(25, true);
   becomes(0.25F);
   setUp(25, false);
