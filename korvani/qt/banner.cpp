@@ -209,18 +209,18 @@ Banners::Banners(Canvas& canvas, const Motion& motion, std::chrono::milliseconds
 
 Banners::~Banners() { delete shown_; }
 
-void Banners::show(const QString& text, std::function<void()> opened) {
-  waiting_.push_back({text, std::move(opened)});
+void Banners::show(NextBanner next) {
+  next_ = std::move(next);
   showNext();
 }
 
 void Banners::showNext() {
-  if (shown_ || waiting_.empty() || !canvas_.widget()) return;
-  const Banner banner = std::move(waiting_.front());
-  waiting_.pop_front();
-  shown_ = new BannerCard(canvas_.widget(), motion_, banner.text, stay_);
+  if (shown_ || !canvas_.isSeen() || !canvas_.widget()) return;
+  const std::optional<Banner> banner = next_();
+  if (!banner) return;
+  shown_ = new BannerCard(canvas_.widget(), motion_, QString::fromStdString(banner->text), stay_);
   QObject::connect(shown_->body(), &QAbstractButton::clicked, &context_,
-                   [this, opened = banner.opened] {
+                   [this, opened = banner->opened] {
                      shown_->leave();
                      if (opened) opened();
                    });

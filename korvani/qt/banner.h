@@ -3,11 +3,11 @@
 
 #include <QObject>
 #include <QPointer>
-#include <QString>
 #include <QWidget>
 #include <chrono>
-#include <deque>
 #include <functional>
+#include <optional>
+#include <string>
 
 namespace korvani::qt {
 
@@ -15,8 +15,17 @@ class BannerCard;
 class Canvas;
 class Motion;
 
-/// Cards that slide from the top over the host's window, one at a time. Main thread. Without a
-/// window none is shown.
+struct Banner {
+  /// Plain.
+  std::string text;
+  /// Called once when the user presses the banner, and not at all when it leaves otherwise.
+  std::function<void()> opened;
+};
+
+/// Hands over what is shown at once; nothing when none waits.
+using NextBanner = std::function<std::optional<Banner>()>;
+
+/// Cards that slide from the top over the host's window, one at a time. Main thread.
 class Banners {
  public:
   /// A banner that nobody opens or closes leaves after `stay`, but not under the pointer.
@@ -24,21 +33,17 @@ class Banners {
           std::chrono::milliseconds stay = std::chrono::seconds(6));
   ~Banners();
 
-  /// Plain text. `opened` is called once when the user presses the banner, and not at all when it
-  /// leaves otherwise.
-  void show(const QString& text, std::function<void()> opened);
+  /// Asks for one when there is room for it, until none waits. While the window is not seen nothing
+  /// is asked for; another call goes on then.
+  void show(NextBanner next);
 
  private:
-  struct Banner {
-    QString text;
-    std::function<void()> opened;
-  };
   void showNext();
 
   Canvas& canvas_;
   const Motion& motion_;
   const std::chrono::milliseconds stay_;
-  std::deque<Banner> waiting_;
+  NextBanner next_;
   QPointer<BannerCard> shown_;
   QObject context_;
 };

@@ -23,7 +23,7 @@ const QString kPercentage = QStringLiteral("Percentage");
 }  // namespace
 
 void Battery::setMonitored(bool monitored) {
-  monitored_ = monitored;
+  if (std::exchange(monitored_, monitored) == monitored) return;
   level_ = -1;
   if (!monitored || !QDBusConnection::systemBus().isConnected()) return;
   subscribe();

@@ -15,21 +15,19 @@ namespace korvani::qt {
 
 namespace {
 
-/// A window as users know it: no menu, tool tip or the like.
-bool isShown(const QWindow* window) {
+/// A window as users know it, no menu, tool tip or the like; it may be minimised.
+bool isOpen(const QWindow* window) {
   const bool isReal = window->type() == Qt::Window || window->type() == Qt::Dialog;
-  return isReal && window->isVisible() && !window->windowStates().testFlag(Qt::WindowMinimized);
+  return isReal && window->isVisible();
 }
-
-bool anyWindowIsShown() {
-  const auto windows = QGuiApplication::topLevelWindows();
-  return std::any_of(windows.begin(), windows.end(), isShown);
+bool isShown(const QWindow* window) {
+  return isOpen(window) && !window->windowStates().testFlag(Qt::WindowMinimized);
 }
+bool isExposed(const QWindow* window) { return isShown(window) && window->isExposed(); }
 
-bool anyWindowIsExposed() {
+bool anyWindow(bool (*isSo)(const QWindow*)) {
   const auto windows = QGuiApplication::topLevelWindows();
-  return std::any_of(windows.begin(), windows.end(),
-                     [](const QWindow* window) { return isShown(window) && window->isExposed(); });
+  return std::any_of(windows.begin(), windows.end(), isSo);
 }
 
 constexpr std::chrono::seconds kProbeInterval{1};
@@ -63,9 +61,9 @@ void Lifecycle::lookSoon() {
 
 void Lifecycle::look() {
   lookIsDue_ = false;
-  hadWindow_ = hadWindow_ || anyWindowIsShown();
+  hadWindow_ = hadWindow_ || anyWindow(isOpen);
   const bool hasFocus = QGuiApplication::applicationState() == Qt::ApplicationActive;
-  if (hasFocus || anyWindowIsExposed()) framesRefused_ = 0;
+  if (hasFocus || anyWindow(isExposed) || !anyWindow(isShown)) framesRefused_ = 0;
   const bool lostFocus = std::exchange(hadFocus_, hasFocus) && !hasFocus;
   const bool wasInBackground = std::exchange(inBackground_, isInBackground());
   const bool isUncertain = hadWindow_ && !hasFocus && !inBackground_ &&
@@ -86,14 +84,18 @@ void Lifecycle::look() {
   if (active && !std::exchange(active_, true)) becameActive_();
 }
 
-bool Lifecycle::isInBackground() const {
+bool Lifecycle::isOutOfSight() const {
   const auto state = QGuiApplication::applicationState();
-  if (state == Qt::ApplicationSuspended || state == Qt::ApplicationHidden) return true;
-  return hadWindow_ && (!anyWindowIsShown() || framesRefused_ >= kRefusals);
+  return state == Qt::ApplicationSuspended || state == Qt::ApplicationHidden ||
+         framesRefused_ >= kRefusals;
+}
+
+bool Lifecycle::isInBackground() const {
+  return isOutOfSight() || (hadWindow_ && !anyWindow(isShown));
 }
 
 void Lifecycle::probe() {
-  if (!anyWindowIsExposed()) ++framesRefused_;
+  if (!anyWindow(isExposed)) ++framesRefused_;
   look();
   for (QWidget* widget : QApplication::topLevelWidgets()) widget->update(0, 0, 1, 1);
   for (QWindow* window : QGuiApplication::topLevelWindows()) window->requestUpdate();

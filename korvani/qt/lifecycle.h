@@ -14,6 +14,9 @@ class Lifecycle final : public QObject {
  public:
   Lifecycle(std::function<void()> enteredBackground, std::function<void()> becameActive);
 
+  /// The system shows none of the windows, whatever they say themselves.
+  bool isOutOfSight() const;
+
   bool eventFilter(QObject* object, QEvent* event) override;
 
  private:

@@ -35,17 +35,6 @@ location::Moment now() {
   return std::chrono::floor<std::chrono::milliseconds>(std::chrono::steady_clock::now());
 }
 
-/// How notifications reach the host's window, which may go at any time.
-notifications::Surroundings around(Screens& screens) {
-  return {.showBanner =
-              [&screens](const std::string& text, std::function<void()> opened) {
-                const bool isSeen = screens.isSeen();
-                if (isSeen) screens.showBanner(text, std::move(opened));
-                return isSeen;
-              },
-          .raiseWindow = [&screens] { screens.raiseWindow(); }};
-}
-
 class LinuxPhone final : public Phone {
  public:
   LinuxPhone(const HostWindow& hostWindow, const PhoneOptions& options)
@@ -59,7 +48,7 @@ class LinuxPhone final : public Phone {
         locationService_(queues_, log_, now, newRadio(options), std::make_shared<Positions>(),
                          options.locationSettings),
         screens_(hostWindow, queues_.mainQueue()),
-        notifications_(around(screens_), options.notificationsFolder, json_),
+        notifications_(surroundings(), options.notificationsFolder, json_),
         backgroundTasks_(options.backgroundTime),
         device_(screens_),
         application_(screens_, notifications_, backgroundTasks_, queues_.mainQueue()),
@@ -116,6 +105,16 @@ class LinuxPhone final : public Phone {
     auto walk = location::readWalk(options.walkFile.toStdString(), json_, wrong);
     if (!walk) qCWarning(phoneLog, "%s", wrong.c_str());
     return std::make_shared<location::WalkRadio>(queues_, now, std::move(walk), wrong);
+  }
+
+  /// How notifications reach the host's window, which may go at any time.
+  notifications::Surroundings surroundings() {
+    return {.showBanners =
+                [this](const NextBanner& next) {
+                  screens_.showBanners(
+                      [this, next] { return lifecycle_.isOutOfSight() ? std::nullopt : next(); });
+                },
+            .raiseWindow = [this] { screens_.raiseWindow(); }};
   }
 
   // The host hears of it first, then who observes it.

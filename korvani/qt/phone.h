@@ -65,7 +65,8 @@ class KORVANI_EXPORT Phone : public platform::Platform {
   virtual void whenLaunched(
       std::function<void(std::shared_ptr<const platform::LocalNotification> launch)> launched) = 0;
   /// Calls these on the main thread when the application goes into the background and when it
-  /// becomes active.
+  /// becomes active. A host without a window is in the foreground until the phone's own window is
+  /// shown; from then on it is in the background whenever that is not.
   virtual void forwardLifecycle(std::function<void()> didEnterBackground,
                                 std::function<void()> didBecomeActive) = 0;
   /// Shows the host's own widget over the window as the kit shows its screens: in turn with them,

@@ -1,7 +1,6 @@
 // Takes each call to the main thread and to the part that shows it.
 #include <korvani/qt/after_start.h>
 #include <korvani/qt/alert.h>
-#include <korvani/qt/banner.h>
 #include <korvani/qt/canvas.h>
 #include <korvani/qt/held_widget.h>
 #include <korvani/qt/log.h>
@@ -67,7 +66,6 @@ platform::Rect Screens::mainScreenBounds() const {
   return {0, 0, static_cast<double>(size.width()), static_cast<double>(size.height())};
 }
 
-bool Screens::isSeen() const { return parts_->canvas->isSeen(); }
 void Screens::raiseWindow() { parts_->canvas->raise(); }
 
 void Screens::present(std::shared_ptr<platform::ViewController> presented, bool animated,
@@ -110,10 +108,8 @@ void Screens::showAlert(const platform::Alert& alert) {
   onMain([alert](Parts& parts) { parts.alerts.show(alert); });
 }
 
-void Screens::showBanner(const std::string& text, std::function<void()> opened) {
-  onMain([text = QString::fromStdString(text), opened = std::move(opened)](Parts& parts) {
-    parts.banners.show(text, opened);
-  });
+void Screens::showBanners(NextBanner next) {
+  onMain([next = std::move(next)](Parts& parts) { parts.banners.show(next); });
 }
 
 void Screens::onMain(std::function<void(Parts&)> work) {

@@ -5,11 +5,11 @@
 #include <korvani/platform/queues.h>
 #include <korvani/platform/screens/view_controller.h>
 #include <korvani/platform/screens/web_view.h>
+#include <korvani/qt/banner.h>
 #include <korvani/qt/host_window.h>
 
 #include <functional>
 #include <memory>
-#include <string>
 
 class QWidget;
 
@@ -36,8 +36,6 @@ class Screens final : public platform::Stage, public platform::WebViews {
   void push(std::shared_ptr<platform::NavigationController> navigation,
             std::shared_ptr<platform::ViewController> pushed, bool animated) override;
 
-  /// Would the user see what is shown now? Main thread.
-  bool isSeen() const;
   /// Brings the host's window before the user. Main thread.
   void raiseWindow();
 
@@ -49,8 +47,8 @@ class Screens final : public platform::Stage, public platform::WebViews {
 
   /// Until its button is pressed; several are shown in turn.
   void showAlert(const platform::Alert& alert);
-  /// `opened` is called on the main thread, once, if the user presses the banner.
-  void showBanner(const std::string& text, std::function<void()> opened);
+  /// As Banners::show; `next` is called on the main thread.
+  void showBanners(NextBanner next);
 
  private:
   struct Parts;

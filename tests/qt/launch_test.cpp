@@ -127,10 +127,13 @@ class LaunchTest : public testing::Test {
     bus_.setStarted(FakePortal::kHost, (QStringList{command_} + arguments_).join(' '));
   }
   ~LaunchTest() override {
+    if (const uint host = hostOnBus()) kill(static_cast<pid_t>(host), SIGKILL);
+  }
+  /// The process that the host's name leads to; 0 for none.
+  static uint hostOnBus() {
     const auto answer = QDBusConnection::sessionBus().call(
         newBusCall("GetConnectionUnixProcessID", {FakePortal::kHost}));
-    if (const uint host = answer.arguments().value(0).toUInt())
-      kill(static_cast<pid_t>(host), SIGKILL);
+    return answer.arguments().value(0).toUInt();
   }
   bool heard(const std::string& text) const {
     const auto requests = server_.requests();
@@ -156,14 +159,26 @@ class LaunchTest : public testing::Test {
 
 TEST_F(LaunchTest, StartsTheHostThatHasEnded) {
   QProcess first;
+  QProcess second;
   const QString scenario = QStringLiteral(
       "{\"type\": \"IMG\", \"image\": {\"url\": \"http://shop.example/pear\"}, "
       "\"scenario_history_id\": 9007199254740993, \"notification_text\": \"Pears\"}");
   first.start(command_, arguments_ + QStringList{scenario});
   runUntil([&] { return !portal_.added.empty(); });
   EXPECT_EQ(portal_.added[0]["body"], QVariant("Pears"));
-  first.kill();
-  first.waitForFinished(-1);
+  second.start(command_, arguments_ + QStringList{scenario});
+  runUntil([&] { return portal_.added.size() == 2; });
+  const auto end = [](QProcess& host) {
+    const qint64 id = host.processId();
+    host.kill();
+    host.waitForFinished(-1);
+    while (hostOnBus() == id) {
+    }
+  };
+  const qint64 heir = second.processId();
+  end(first);
+  EXPECT_EQ(hostOnBus(), heir);
+  end(second);
   EXPECT_THAT(first.readAllStandardError().toStdString(),
               HasSubstr("notifications go through org.freedesktop.portal.Notification"));
   EXPECT_FALSE(heard("/shown"));

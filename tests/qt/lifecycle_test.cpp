@@ -45,8 +45,9 @@ TEST(LifecycleTest, TheBackgroundIsWhereNoWindowIsSeen) {
     EXPECT_THAT(told, ElementsAre(what));
     told.clear();
   };
-  window.show();
-  window.activateWindow();
+  window.showMinimized();
+  becomes("background");
+  window.showNormal();
   becomes("active");
   window.showMinimized();
   becomes("background");

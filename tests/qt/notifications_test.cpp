@@ -63,6 +63,12 @@ class Notifications : public testing::Test {
     notifications_->setOpenedHandler(
         [this](const Value& userInfo) { opened_.push_back(userInfo); });
   }
+  void showBanner() {
+    const auto banner = nextBanner_();
+    if (!banner) return;
+    banners_.push_back(banner->text);
+    openBanner_ = banner->opened;
+  }
   void runUntilBanner() {
     runUntil([this] { return !banners_.empty(); });
   }
@@ -74,11 +80,10 @@ class Notifications : public testing::Test {
   std::unique_ptr<LocalNotifications> newNotifications() {
     return std::make_unique<LocalNotifications>(
         notifications::Surroundings{
-            .showBanner =
-                [this](const std::string& text, std::function<void()> opened) {
-                  if (hasWindow_) banners_.push_back(text);
-                  openBanner_ = std::move(opened);
-                  return hasWindow_;
+            .showBanners =
+                [this](const NextBanner& next) {
+                  nextBanner_ = next;
+                  if (hasWindow_) showBanner();
                 },
             .raiseWindow =
                 [this] { raisedWith_.push_back(qgetenv("XDG_ACTIVATION_TOKEN").toStdString()); }},
@@ -89,6 +94,7 @@ class Notifications : public testing::Test {
   const QTemporaryDir folder_;
   codec::JSON json_;
   bool hasWindow_ = true;
+  NextBanner nextBanner_;
   std::vector<std::string> banners_;
   std::function<void()> openBanner_;
   std::vector<std::string> raisedWith_;
@@ -169,8 +175,8 @@ TEST_F(Notifications, AreBannersWithoutAServiceThatBringsThemBack) {
 TEST_F(Notifications, WaitForAServiceOrAWindow) {
   hasWindow_ = false;
   post("first", 1);
-  runUntil([this] { return openBanner_ != nullptr; });
-  openBanner_ = nullptr;
+  runUntil([this] { return nextBanner_ != nullptr; });
+  nextBanner_ = nullptr;
   restart();
   post("second", 2);
   auto service = serviceThatCan("actions");
@@ -188,11 +194,25 @@ TEST_F(Notifications, WaitForAServiceOrAWindow) {
   EXPECT_THAT(opened_, ElementsAre(userInfo(2)));
   service.reset();
   post("third", 3);
-  runUntil([this] { return openBanner_ != nullptr; });
+  post("fourth", 4);
+  runUntil([this] { return nextBanner_ != nullptr; });
   hasWindow_ = true;
   notifications_->windowAppeared();
   runUntilBanner();
   EXPECT_THAT(banners_, ElementsAre("third"));
+
+  // While one is shown the next waits on: for the process after this one, or a service.
+  restart();
+  runUntil([this] { return banners_.size() == 2; });
+  EXPECT_EQ(banners_.back(), "fourth");
+  hasWindow_ = false;
+  nextBanner_ = nullptr;
+  post("fifth", 5);
+  runUntil([this] { return nextBanner_ != nullptr; });
+  service = serviceThatCan("actions");
+  EXPECT_THAT(nextNotify(*service), HasSubstr("\"fifth\""));
+  showBanner();
+  EXPECT_EQ(banners_.size(), 2U);
 }
 
 /// What comes to the application to be opened.
@@ -263,9 +283,9 @@ TEST(NotificationsTest, AreBannersWithoutABus) {
   const codec::JSON json;
   bool isBanner = false;
   bool isLaunched = false;
-  const auto showBanner = [&](const auto&, const auto&) { return isBanner = true; };
-  LocalNotifications notifications({.showBanner = showBanner, .raiseWindow = [] {}}, folder.path(),
-                                   json);
+  const auto showBanners = [&](const NextBanner& next) { isBanner = next().has_value(); };
+  LocalNotifications notifications({.showBanners = showBanners, .raiseWindow = [] {}},
+                                   folder.path(), json);
   notifications.whenLaunched([&](const auto& launch) { isLaunched = launch == nullptr; });
   notifications.post({"text", "", Value()});
   runUntil([&] { return isBanner && isLaunched; });
@@ -292,6 +312,8 @@ TEST(BatteryTest, FollowsThePowerService) {
   EXPECT_EQ(battery.level(), -1);
   battery.setMonitored(true);
   becomes(0.5F);
+  battery.setMonitored(true);
+  EXPECT_EQ(battery.level(), 0.5F);
   setUp(25, true);
   becomes(0.25F);
   setUp(25, false);

@@ -251,7 +251,7 @@ TEST_F(ScreensTest, WithoutAWindowCompletionsStillRun) {
   root()->dismissViewControllerAnimated(true, note("dismissed"));
   root()->presentViewController(std::make_shared<PopUp>(), true, note("presented again"));
   screens_.showAlert({{}, "nobody sees it", {}, "OK"});
-  screens_.showBanner("nor this", note("opened"));
+  screens_.showBanners([&] { return Banner{"nor this", note("opened")}; });
   untilEvents(3);
   EXPECT_THAT(events_, ElementsAre("presented", "dismissed", "presented again"));
   EXPECT_EQ(screens_.mainScreenBounds(), (platform::Rect{0, 0, 0, 0}));
@@ -319,8 +319,16 @@ TEST_F(ScreensTest, BannersAreOpenedOnceAndLeaveInTurn) {
   const Motion motion;
   Banners banners(*canvas, motion, std::chrono::hours(1));
   const auto banner = [&](const QString& text) { return button(text); };
-  banners.show("first", note("first"));
-  banners.show("second", note("second"));
+  std::vector<std::string> waiting{"fifth", "fourth", "third", "second", "first"};
+  const auto next = [&]() -> std::optional<Banner> {
+    if (waiting.empty()) return std::nullopt;
+    const std::string text = waiting.back();
+    waiting.pop_back();
+    return Banner{text, note(text)};
+  };
+  banners.show(next);
+  banners.show(next);
+  EXPECT_EQ(waiting.size(), 4U);
   ASSERT_TRUE(banner("first"));
   EXPECT_FALSE(banner("second"));
   banner("first")->click();
@@ -329,15 +337,18 @@ TEST_F(ScreensTest, BannersAreOpenedOnceAndLeaveInTurn) {
 
   runUntil([&] { return banner("second"); });
   EXPECT_FALSE(banner("first"));
+  banners.show([] { return std::nullopt; });
   button("Close")->click();
   runUntil([&] { return !banner("second"); });
 
   // One that nobody touches leaves by itself.
   Banners hasty(*canvas, motion, std::chrono::milliseconds(1));
-  hasty.show("third", note("third"));
-  hasty.show("fourth", note("fourth"));
+  hasty.show(next);
   runUntil([&] { return banner("fourth"); });
+  host_->showMinimized();
   runUntil([&] { return !banner("fourth"); });
+  hasty.show(next);
+  EXPECT_EQ(waiting.size(), 1U) << "nobody would see it";
   EXPECT_THAT(events_, ElementsAre("first"));
 }
 

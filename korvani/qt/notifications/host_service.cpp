@@ -14,7 +14,8 @@ namespace korvani::qt::notifications {
 
 namespace {
 
-constexpr uint kDoNotQueue = 4;
+/// No flags: while another process of the host has the name, this one waits for it.
+constexpr uint kInTurn = 0;
 constexpr qsizetype kLongestName = 255;
 
 /// By hand: the first regular expression of a process costs a quarter of a MiB.
@@ -55,7 +56,7 @@ void HostService::start() {
     return listener_.settled();
   }
   name_ = name;
-  call(QDBusConnection::sessionBus(), newBusCall("RequestName", {name, kDoNotQueue}), this,
+  call(QDBusConnection::sessionBus(), newBusCall("RequestName", {name, kInTurn}), this,
        [this](const QDBusMessage& answer) {
          isOnBus_ = !isError(answer);
          if (!isOnBus_) {

@@ -109,20 +109,11 @@ void LocalNotifications::show(const QString& id) {
   service_->show(posting, [this, id](const QString& place) {
     onTheirWay_.remove(id);
     if (place.isEmpty()) {
-      showAsBanner(id);
+      here_.showBanners([this] { return nextBanner(); });
     } else {
       store_.setPlace(id, place);
     }
   });
-}
-
-void LocalNotifications::showAsBanner(const QString& id) {
-  const auto kept = store_.all().find(id);
-  if (kept == store_.all().end()) return;
-  const platform::LocalNotification notification = kept->second.notification;
-  const bool isShown = here_.showBanner(
-      notification.alertBody, [this, userInfo = notification.userInfo] { opened(userInfo); });
-  if (isShown) store_.take(id);
 }
 
 void LocalNotifications::showWaiting() {
@@ -130,6 +121,18 @@ void LocalNotifications::showWaiting() {
   for (const QString& id : store_.ids()) {
     if (store_.all().at(id).place.isEmpty()) show(id);
   }
+}
+
+// Until one is shown it is in the store: for a service that comes, or for the next process.
+std::optional<Banner> LocalNotifications::nextBanner() {
+  for (const QString& id : store_.ids()) {
+    if (!store_.all().at(id).place.isEmpty() || onTheirWay_.contains(id)) continue;
+    if (const auto notification = store_.take(id)) {
+      return Banner{notification->alertBody,
+                    [this, userInfo = notification->userInfo] { opened(userInfo); }};
+    }
+  }
+  return std::nullopt;
 }
 
 void LocalNotifications::open(const QString& id, const QString& token) {

@@ -4,6 +4,7 @@
 
 #include <korvani/platform/application.h>
 #include <korvani/platform/json.h>
+#include <korvani/qt/banner.h>
 #include <korvani/qt/notifications/host_service.h>
 #include <korvani/qt/notifications/service.h>
 #include <korvani/qt/notifications/store.h>
@@ -14,16 +15,14 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <string>
 #include <vector>
 
 namespace korvani::qt::notifications {
 
 /// What is around the host's window.
 struct Surroundings {
-  /// Shows a notification over the window and calls `opened` if the user presses it; false when
-  /// there is no window to be seen.
-  std::function<bool(const std::string& text, std::function<void()> opened)> showBanner;
+  /// Shows over the window what it then asks for, one after another while the window is seen.
+  std::function<void(NextBanner next)> showBanners;
   std::function<void()> raiseWindow;
 };
 
@@ -54,8 +53,9 @@ class LocalNotifications final : public QObject {
   void tellLaunch();
   void tellOpened();
   void show(const QString& id);
-  void showAsBanner(const QString& id);
   void showWaiting();
+  /// Takes the oldest that no service has.
+  std::optional<Banner> nextBanner();
   void open(const QString& id, const QString& token);
   void launchOrOpen(const QString& id, const QString& token);
   /// Nothing when it has been opened before.
