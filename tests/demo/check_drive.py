@@ -20,11 +20,11 @@ def check(holds, text):
         sys.exit(f"failed: {text}")
 
 
-def drive(programs, out, *arguments, **desktop):
-    """Without a display, whatever this machine has, or on that desktop; what it says is also the
-    test's output."""
-    hidden = ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM")
-    environment = {key: value for key, value in os.environ.items() if key not in hidden} | desktop
+def drive(programs, out, *arguments, **added):
+    """Without a display, whatever this machine has, or on the desktop that is added to the
+    environment; what it says is also the test's output."""
+    hidden = ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "no_proxy", "NO_PROXY")
+    environment = {key: value for key, value in os.environ.items() if key not in hidden} | added
     done = subprocess.run([DRIVE, "--bin", programs, "--out", out, *arguments], env=environment,
                           text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     print(done.stdout, end="")
@@ -102,7 +102,8 @@ def desktop_road(programs, out):
 
 
 def wrong_key(programs, out):
-    status, text = drive(programs, out, "--key", "wrong")  # without a display, --auto goes unsaid
+    # Without a display --auto goes unsaid. Nothing listens at the proxy.
+    status, text = drive(programs, out, "--key", "wrong", http_proxy="http://127.0.0.1:9")
     check(status == 0, f"status {status} is 0")
     check("alert      This API key is not known." in text, "an alert was shown")
     check("notified" not in text, "there was no notification")

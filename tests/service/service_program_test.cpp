@@ -237,11 +237,14 @@ TEST(ServiceProgram, ATakenPortABadFileOrABadArgumentIsOneLineAndStatus2) {
   badFile[3] = kDemo + "/content/pears.png";
   std::vector<std::string> badFolder = demo("0");
   badFolder[5] = kDemo + "/scenarios.json";
+  std::vector<std::string> badAddress = demo("0");
+  badAddress.insert(badAddress.end(), {"--bind", "a..b"});
   const std::pair<std::vector<std::string>, std::string> cases[] = {
       {demo(port), "127.0.0.1:" + port + ": the port is taken"},
       {badFile, "pears.png: parse error"},
       {badFolder, "scenarios.json: is not a folder"},
-      {{"--scenarios", kDemo}, kDemo},
+      {{"--scenarios", kDemo}, kDemo + ": Is a directory"},
+      {badAddress, "a..b:0: Name or service not known"},
   };
   for (const auto& [arguments, expected] : cases) {
     Program program(arguments);

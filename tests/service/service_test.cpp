@@ -40,6 +40,7 @@ TEST(ServiceScenarios, RefusesABadFileInOneLineThatNamesThePlace) {
       {scenario(R"("major": 65536, "minor": 1, "answer": {})"), "major"},
       {scenario(R"("major": 1, "minor": "00001", "answer": {})"), "minor"},
       {scenario(R"("major": 1, "minor": 1, "event": 3, "answer": {})"), "event"},
+      {scenario(R"("major": 1, "minor": 1, "event": "IN_NEAR", "answer": {})"), "event is none of"},
       {scenario(R"("major": 1, "minor": 1, "answer": {"success": true})"), "success"},
   };
   for (const auto& [file, expected] : cases) {

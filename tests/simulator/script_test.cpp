@@ -55,14 +55,15 @@ TEST(Script, RefusesAllElseAndSaysWhereAndWhat) {
   };
   const std::pair<std::string, std::string> cases[] = {
       // The line itself.
-      {"{", "no JSON"},
+      {"{", "test:1: no JSON: column 2: "},
       {" # no comment", "no JSON"},
       {"{}", "the line says nothing"},
-      {R"({"at":1,"phnoe":{}})", "unknown key \"phnoe\""},
+      {R"({"phnoe":{}})", "unknown key \"phnoe\""},
       {R"({"phone":{},"inspect":"store"})", "a line has one of"},
       {R"({"at":"1"})", "\"at\": must be a number"},
       {R"({"at":1e30})", "\"at\": must be a number from 0 to 3155760000"},
       {"{\"at\":2}\n{\"at\":1.999}", "test:2: \"at\": goes back"},
+      {"{\"at\":0.0014}\n{\"at\":0.0006}", "goes back"},
       {"\n#\n{\"at\":1}\n\n{\"at\":0}", "test:5: "},
       {R"({"inspect":"stores"})", "\"inspect\": must be"},
       // The phone.
@@ -88,6 +89,7 @@ TEST(Script, RefusesAllElseAndSaysWhereAndWhat) {
       {R"({"phone":{"files":{"http://a":"/"}}})", "cannot read the file"},
       {R"({"phone":{"pages":{"http://a":"gone"}}})", "\"http://a\": must be an object"},
       // Calls.
+      {R"({"call":1})", "\"call\": must be a text"},
       {R"({"call":"start"})", "unknown call \"start\""},
       {R"({"call":"initWithAPIKey","APIKey":1})", "\"APIKey\": must be a text or null"},
       {R"({"call":"initWithAPIKey","APIKey":"","localNotification":{"userInfo":[]}})",
@@ -99,6 +101,7 @@ TEST(Script, RefusesAllElseAndSaysWhereAndWhat) {
       {R"({"call":"didBecomeActive","value":1})", "unknown key \"value\""},
       {R"({"call":"didReceiveLocalNotification"})", "\"userInfo\" is missing"},
       // Events.
+      {R"({"event":null})", "\"event\": must be a text"},
       {R"({"event":"didRangeBeacon"})", "unknown event \"didRangeBeacon\""},
       {R"({"event":"advert","bytes":""})", "\"advert\" needs the location service \"radio\""},
       {kRadio + R"({"event":"didEnterRegion"})", "needs the location service \"scripted\""},

@@ -158,9 +158,9 @@ const std::map<std::string_view, Reader> kCalls{
 
 }  // namespace
 
-Action readCall(const Value& name, Fields& arguments) {
-  const auto found = kCalls.find(asText(name));
-  if (found == kCalls.end()) throw ScriptError("unknown call " + quoted(*name.text()));
+Action readCall(const std::string& name, Fields& arguments) {
+  const auto found = kCalls.find(name);
+  if (found == kCalls.end()) throw ScriptError("unknown call " + quoted(name));
   return found->second(arguments);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <string_view>
 
 #include "fields.h"
@@ -15,9 +16,9 @@ using Action = std::function<void(Player&)>;
 /// where there is none; what the first line says of the beginning is put there.
 Action readPhone(const platform::Value& phone, bool isFirstLine, Beginning& beginning);
 /// `{"call": name, ...}`; the other keys are still in the fields.
-Action readCall(const platform::Value& name, Fields& arguments);
+Action readCall(const std::string& name, Fields& arguments);
 /// `{"event": name, ...}`; events of the other kind of location service are refused.
-Action readEvent(const platform::Value& name, Fields& arguments,
+Action readEvent(const std::string& name, Fields& arguments,
                  simulator::LocationServiceKind locationService);
 /// `{"inspect": what}`.
 Action readInspect(const platform::Value& what);

@@ -140,19 +140,18 @@ const std::map<std::string_view, Reader> kRadioEvents{
 
 }  // namespace
 
-Action readEvent(const Value& name, Fields& arguments, LocationServiceKind locationService) {
-  const std::string event = asText(name);
-  if (const auto found = kEvents.find(event); found != kEvents.end()) {
+Action readEvent(const std::string& name, Fields& arguments, LocationServiceKind locationService) {
+  if (const auto found = kEvents.find(name); found != kEvents.end()) {
     return found->second(arguments);
   }
   for (const auto kind : {LocationServiceKind::kScripted, LocationServiceKind::kRadio}) {
     const auto& events = kind == LocationServiceKind::kRadio ? kRadioEvents : kScriptedEvents;
-    const auto found = events.find(event);
+    const auto found = events.find(name);
     if (found == events.end()) continue;
-    requireLocationService(quoted(event), kind, locationService);
+    requireLocationService(quoted(name), kind, locationService);
     return found->second(arguments);
   }
-  throw ScriptError("unknown event " + quoted(event));
+  throw ScriptError("unknown event " + quoted(name));
 }
 
 void requireLocationService(std::string_view what, LocationServiceKind needed,

@@ -3,12 +3,29 @@
 
 #include <korvani/codec/json.h>
 
+#include <algorithm>
+#include <array>
+#include <string_view>
+
 #include "commands.h"
 #include "read.h"
 
 namespace korvani::replay {
 
 using platform::Value;
+
+namespace {
+
+constexpr std::array<std::string_view, 4> kSubjects{"phone", "call", "event", "inspect"};
+
+/// The parser sees one line alone and calls it the first.
+std::string withoutLine(std::string wrong) {
+  constexpr std::string_view kPlace = "parse error at line 1, ";
+  if (wrong.starts_with(kPlace)) wrong.erase(0, kPlace.size());
+  return wrong;
+}
+
+}  // namespace
 
 std::optional<Step> Script::next() {
   std::string line;
@@ -34,35 +51,31 @@ bool Script::nextLine(std::string& line) {
 Step Script::readStep(const std::string& line) {
   std::string wrong;
   const std::optional<Value> parsed = codec::parseJSON(line, wrong);
-  if (!parsed) throw ScriptError("no JSON: " + wrong);
+  if (!parsed) throw ScriptError("no JSON: " + withoutLine(wrong));
   if (!parsed->isDictionary()) throw ScriptError("a line must be an object");
-  Fields fields(*parsed);
-  readMoment(fields);
-
-  const bool isFirstLine = stepCount_++ == 0;
-  const Value* phone = fields.find("phone");
-  const Value* call = fields.find("call");
-  const Value* event = fields.find("event");
-  const Value* inspect = fields.find("inspect");
-  const int subjects =
-      (phone != nullptr) + (call != nullptr) + (event != nullptr) + (inspect != nullptr);
+  const auto says = [&](std::string_view key) { return parsed->has(key); };
+  const auto subjects = std::count_if(kSubjects.begin(), kSubjects.end(), says);
   if (subjects > 1) {
     throw ScriptError("a line has one of \"phone\", \"call\", \"event\" and \"inspect\"");
   }
 
-  Step step{at_, [](Player&) {}};
-  if (phone) {
-    within("\"phone\"", [&] { step.action = readPhone(*phone, isFirstLine, beginning_); });
-  } else if (call) {
-    step.action = readCall(*call, fields);
-  } else if (event) {
-    step.action = readEvent(*event, fields, beginning_.locationService);
-  } else if (inspect) {
-    within("\"inspect\"", [&] { step.action = readInspect(*inspect); });
-  } else if (!parsed->has("at")) {
-    throw ScriptError("the line says nothing");
+  Fields fields(*parsed);
+  readMoment(fields);
+  const bool isFirstLine = stepCount_++ == 0;
+  Step step{millisecondsOf(at_), [](Player&) {}};
+  if (says("phone")) {
+    const Value& phone = fields.get("phone");
+    within("\"phone\"", [&] { step.action = readPhone(phone, isFirstLine, beginning_); });
+  } else if (says("call")) {
+    step.action = readCall(fields.text("call"), fields);
+  } else if (says("event")) {
+    step.action = readEvent(fields.text("event"), fields, beginning_.locationService);
+  } else if (says("inspect")) {
+    const Value& what = fields.get("inspect");
+    within("\"inspect\"", [&] { step.action = readInspect(what); });
   }
   fields.finish();
+  if (subjects == 0 && !says("at")) throw ScriptError("the line says nothing");
   return step;
 }
 
@@ -70,7 +83,7 @@ void Script::readMoment(Fields& fields) {
   const Value* value = fields.find("at");
   if (!value) return;
   within("\"at\"", [&] {
-    const auto at = millisecondsOf(asNumber(*value, 0, kMostSeconds));
+    const double at = asNumber(*value, 0, kMostSeconds);
     if (at < at_) throw ScriptError("goes back");
     at_ = at;
   });

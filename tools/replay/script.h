@@ -1,7 +1,6 @@
 // Reading a script, JSON Lines, one step at a time.
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <istream>
 #include <optional>
@@ -31,7 +30,7 @@ class Script {
   const std::string name_;
   std::size_t lineNumber_ = 0;
   std::size_t stepCount_ = 0;
-  std::chrono::milliseconds at_{0};
+  double at_ = 0;  // of the last line, in seconds as it was read
   Beginning beginning_;
 };
 

@@ -1,6 +1,7 @@
 // HTTP in front of Service. Bodies are read raw and bounded, whatever content type they claim.
 #include "http.h"
 
+#include <netdb.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -59,6 +60,15 @@ Body readBody(const httplib::Request& request, const httplib::ContentReader& rea
   return body;
 }
 
+// The library looks a name up, too, and keeps to itself that there is none.
+std::string whyNotBound(const std::string& host, int error) {
+  addrinfo* addresses = nullptr;
+  const int lookUp = getaddrinfo(host.c_str(), nullptr, nullptr, &addresses);
+  if (lookUp != 0) return gai_strerror(lookUp);
+  freeaddrinfo(addresses);
+  return error == EADDRINUSE ? "the port is taken" : std::strerror(error);
+}
+
 }  // namespace
 
 int bindServer(httplib::Server& server, const std::string& host, int port) {
@@ -68,13 +78,11 @@ int bindServer(httplib::Server& server, const std::string& host, int port) {
     const int yes = 1;
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   });
-  errno = 0;
   const int bound =
       port == 0 ? server.bind_to_any_port(host) : (server.bind_to_port(host, port) ? port : -1);
   if (bound > 0) return bound;
-  const std::string reason = errno == EADDRINUSE ? "the port is taken" : std::strerror(errno);
-  throw std::runtime_error("cannot listen on " + host + ":" + std::to_string(port) +
-                           (errno == 0 ? "" : ": " + reason));
+  throw std::runtime_error("cannot listen on " + host + ":" + std::to_string(port) + ": " +
+                           whyNotBound(host, errno));
 }
 
 std::string baseAddress(const std::string& host, int port) {

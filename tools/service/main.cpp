@@ -52,6 +52,8 @@ Customers readScenarios(const std::string& name) {
     if (!file) throw std::runtime_error(std::strerror(errno));
     const std::string text{std::istreambuf_iterator<char>(file), {}};
     return parseScenarios(text);
+  } catch (const std::ios_base::failure& error) {
+    throw std::runtime_error(name + ": " + error.code().message());
   } catch (const std::exception& error) {
     throw std::runtime_error(name + ": " + error.what());
   }

@@ -1,14 +1,16 @@
-// Reading of the scenarios file. It is strict, so that a misspelt key is found at the start and
-// not by a beacon that stays silent.
+// Reading of the scenarios file. It is strict, so that a misspelt key or event is found at the
+// start and not by a beacon that stays silent.
 #include "scenarios.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 
 namespace korvani::service {
 namespace {
 
 constexpr std::string_view kBase = "${base}";
+constexpr std::array kEvents = {"IN_IMMEDIATE_REGION", "IN_NEAR_REGION", "IN_FAR_REGION"};
 
 bool isHex(char c) {
   return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
@@ -23,6 +25,14 @@ std::uint16_t readNumber(const Json& scenario, const char* key, const std::strin
   }
   if (!number) fail(place, std::string(key) + " is neither a number up to 65535 nor hex digits");
   return *number;
+}
+
+std::string readEvent(const Json& scenario, const std::string& place) {
+  std::string event = readText(scenario, "event", place);
+  if (std::find(kEvents.begin(), kEvents.end(), event) == kEvents.end()) {
+    fail(place, "event is none of IN_IMMEDIATE_REGION, IN_NEAR_REGION and IN_FAR_REGION");
+  }
+  return event;
 }
 
 Json readAnswer(const Json& scenario, const std::string& place) {
@@ -74,7 +84,7 @@ Scenario readScenario(const Json& value, const std::string& place) {
   Scenario scenario;
   scenario.major = readNumber(value, "major", place);
   scenario.minor = readNumber(value, "minor", place);
-  if (value.contains("event")) scenario.event = readText(value, "event", place);
+  if (value.contains("event")) scenario.event = readEvent(value, place);
   scenario.answer = readAnswer(value, place);
   return scenario;
 }

@@ -22,7 +22,7 @@ struct Scenario {
 
 struct Customer {
   std::optional<std::string> korvaniUUID;   // 32 hexadecimal digits
-  std::optional<Json> disabled;             // sent with every answer when there is one
+  std::optional<Json> disabled;             // of any kind; sent with every answer when there is one
   std::optional<std::string> errorMessage;  // sent in place of every answer when there is one
   std::vector<Scenario> scenarios;          // the first that matches counts
 };
