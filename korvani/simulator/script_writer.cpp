@@ -60,7 +60,7 @@ void ScriptWriter::write(Dictionary line) {
 void ScriptWriter::note(std::string_view key, const Value& value) {
   const std::lock_guard lock(mutex_);
   const auto known = known_.find(key);
-  if (known != known_.end() && known->second == value) return;
+  if (known != known_.end() && known->second == value) return noteTime();
   known_.insert_or_assign(std::string(key), value);
   groupFor(&Group::phone, key).phone.emplace(key, value);
   save();
@@ -69,7 +69,7 @@ void ScriptWriter::note(std::string_view key, const Value& value) {
 void ScriptWriter::noteStored(std::string_view key, const Value& value) {
   const std::lock_guard lock(mutex_);
   const auto known = stored_.find(key);
-  if (known == stored_.end() ? value.isNull() : known->second == value) return;
+  if (known == stored_.end() ? value.isNull() : known->second == value) return noteTime();
   stored_.insert_or_assign(std::string(key), value);
   groupFor(&Group::stored, key).stored.emplace(key, withDatesAsText(value));
   save();
@@ -202,6 +202,11 @@ std::string ScriptWriter::text(const Group& group) {
   return lines;
 }
 
+/// Something was told that changes nothing: the replay has to last until now all the same.
+void ScriptWriter::noteTime() {
+  if (now() > groups_.back()->at + kTimeAfterLastLine) save();
+}
+
 /// Writes what may have changed. Whatever does not change any more is let go of.
 void ScriptWriter::save() {
   if (!output_) {
@@ -217,6 +222,9 @@ void ScriptWriter::save() {
   }
   std::string rest;
   for (const auto& group : groups_) rest += text(*group);
+  // What was told last, such as a late answer, has no line that comes after it.
+  const Milliseconds at = now() - kTimeAfterLastLine;
+  if (at > groups_.back()->at) rest += Value(Dictionary{{"at", seconds(at)}}).jsonText() + '\n';
   std::fseek(output_, static_cast<long>(settled_), SEEK_SET);
   std::fwrite(rest.data(), 1, rest.size(), output_);
   const std::size_t end = settled_ + rest.size();

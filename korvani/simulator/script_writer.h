@@ -22,6 +22,9 @@
 
 namespace korvani::simulator {
 
+/// How long a script is played on after its last line.
+constexpr std::chrono::seconds kTimeAfterLastLine{2};
+
 /// Any thread. What goes wrong with the file is said once.
 class ScriptWriter {
  public:
@@ -71,6 +74,7 @@ class ScriptWriter {
   /// The last group, or a new one if that holds another value already.
   Group& groupFor(Dictionary Group::*part, std::string_view key);
   static std::string text(const Group& group);
+  void noteTime();
   void save();
 
   const platform::Clock& clock_;

@@ -121,6 +121,9 @@ class Recording : public testing::Test {
     phone_->rangeBeacons({{.proximityUUID = {}, .major = 2, .minor = 1, .proximity = 3},
                           {.proximityUUID = {}, .major = 2, .minor = 2, .proximity = 1}});
     phone_->advance(2s);
+    settings.answers["scenario"].front().after = 4500ms;
+    phone_->rangeBeacons({{.proximityUUID = {}, .major = 2, .minor = 3, .proximity = 1}});
+    phone_->advance(6s);
   }
 
   /// What korvani-replay prints of the recording, without times and threads.
