@@ -1,4 +1,5 @@
 // Writing of scripts, whose last lines may still change.
+#include <korvani/platform/utf8.h>
 #include <korvani/simulator/device.h>
 #include <korvani/simulator/script_writer.h>
 
@@ -24,12 +25,22 @@ double seconds(std::chrono::milliseconds duration) {
   return static_cast<double>(duration.count()) / 1000;
 }
 
+bool isUtf8(std::string_view text) {
+  std::size_t length = 0;
+  for (; !text.empty(); text.remove_prefix(length)) {
+    length = platform::utf8SequenceLength(text);
+    if (length == 0) return false;
+  }
+  return true;
+}
+
 Value answerValue(const platform::URLResponse& response, std::chrono::milliseconds after) {
   Value::Dictionary answer{{"after", seconds(after)}};
   if (response.error) {
     answer.emplace("error", *response.error);
   } else {
-    answer.emplace("text", response.data);
+    // A script holds no other bytes, and no JSON does either: neither may what stands for them.
+    answer.emplace("text", (isUtf8(response.data) ? "" : "not UTF-8: ") + response.data);
     if (response.statusCode >= 100 && response.statusCode <= 999) {
       answer.emplace("status", response.statusCode);
     }
@@ -149,16 +160,23 @@ std::function<void(const std::optional<std::string>&)> ScriptWriter::download(
   return [this, group, url](const std::optional<std::string>& bytes) {
     const std::lock_guard held(mutex_);
     --group->missing;
-    if (bytes) {
-      const std::string name = file_ + '.' + std::to_string(++downloads_);
-      if (std::FILE* const copy = std::fopen(name.c_str(), kNotForChildren)) {
-        std::fwrite(bytes->data(), 1, bytes->size(), copy);
-        std::fclose(copy);
-      }
-      group->files.insert_or_assign(url, name);
+    // A replay gives what the address gave before; that it gives nothing any more, an empty file.
+    if (bytes || downloaded_.contains(url)) {
+      group->files.insert_or_assign(url, copyOf(bytes.value_or("")));
+      downloaded_.insert(url);
     }
     save();
   };
+}
+
+/// Without its folder, so that the recording and its copies may be moved together.
+std::string ScriptWriter::copyOf(const std::string& bytes) {
+  const std::string name = file_ + '.' + std::to_string(++downloads_);
+  if (std::FILE* const copy = std::fopen(name.c_str(), kNotForChildren)) {
+    std::fwrite(bytes.data(), 1, bytes.size(), copy);
+    std::fclose(copy);
+  }
+  return std::filesystem::path(name).filename().string();
 }
 
 /// A clock that is set back stands still here.

@@ -15,6 +15,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -69,6 +70,7 @@ class ScriptWriter {
     int missing = 0;
   };
 
+  std::string copyOf(const std::string& bytes);
   Milliseconds now();
   Group& begin(Dictionary line);
   /// The last group, or a new one if that holds another value already.
@@ -94,6 +96,7 @@ class ScriptWriter {
   /// To which line the job belongs that a thread is at.
   std::map<std::thread::id, std::shared_ptr<Group>> working_;
   int downloads_ = 0;
+  std::set<std::string> downloaded_;
 };
 
 }  // namespace korvani::simulator
