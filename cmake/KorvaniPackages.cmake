@@ -17,7 +17,7 @@ set(CPACK_COMPONENTS_ALL "")
 
 # korvani_package(COMPONENT NAME name SECTION section SAYS text [NEEDS package...] [ALSO package...]
 #                 [RECOMMENDS package...]): NEEDS are packages of ours, in the same version; ALSO
-#                 are others whose libraries are loaded by name.
+#                 are others that are loaded by name.
 macro(korvani_package component)
   cmake_parse_arguments(arg "" "NAME;SECTION;SAYS" "NEEDS;ALSO;RECOMMENDS" ${ARGN})
   string(TOUPPER ${component} upper)
@@ -35,11 +35,14 @@ endmacro()
 
 korvani_package(core NAME libkorvani0 SECTION libs
   SAYS "The kit, and a phone in memory for the tests of hosts")
-korvani_package(tools NAME korvani-tools SECTION utils NEEDS libkorvani0
-  SAYS "Replays scripts, serves scenarios, lists the beacons in range, simulates fleets of phones")
+if(KORVANI_BUILD_TOOLS)
+  korvani_package(tools NAME korvani-tools SECTION utils NEEDS libkorvani0
+    SAYS "Replays scripts, serves scenarios, lists the beacons in range, simulates fleets of phones")
+endif()
 set(needed_to_build libkorvani0)
 if(KORVANI_BUILD_QT)
-  korvani_package(qt NAME libkorvani-qt0 SECTION libs NEEDS libkorvani0 ALSO libcurl4
+  korvani_package(qt NAME libkorvani-qt0 SECTION libs NEEDS libkorvani0
+    ALSO libcurl4 libqt6positioning6-plugins
     RECOMMENDS libkorvani-web0
     SAYS "The Linux phone that the kit runs on")
   list(APPEND needed_to_build libkorvani-qt0)

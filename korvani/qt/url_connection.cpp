@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <limits>
-#include <set>
 #include <system_error>
 
 namespace korvani::qt {
@@ -57,12 +56,16 @@ std::set<int> inheritedPairs() {
 }
 
 /// What libcurl wakes its threads by is open to children, unlike the sockets that we make for it.
-CURLM* newMulti() {
-  const std::set<int> before = inheritedPairs();
-  CURLM* const multi = libCurl().multi_init();
+void closeToChildrenButFor(const std::set<int>& before) {
   for (const int descriptor : inheritedPairs()) {
     if (!before.contains(descriptor)) ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
   }
+}
+
+CURLM* newMulti() {
+  const std::set<int> before = inheritedPairs();
+  CURLM* const multi = libCurl().multi_init();
+  closeToChildrenButFor(before);
   return multi;
 }
 
@@ -144,6 +147,8 @@ void URLConnection::work() {
     submitted.clear();
     int running = 0;
     libCurl().multi_perform(multi_, &running);
+    if (pairsBefore_) closeToChildrenButFor(*pairsBefore_);
+    pairsBefore_.reset();
     finishCompleted();
     libCurl().multi_poll(multi_, nullptr, 0, kPollMilliseconds, nullptr);
   }
@@ -172,9 +177,18 @@ bool URLConnection::takeSubmitted(Makers& makers) {
 
 void URLConnection::start(std::unique_ptr<HttpExchange> exchange) {
   if (exchange->flaw()) return exchange->fail(*exchange->flaw());
+  libCurl().easy_setopt(exchange->handle(), CURLOPT_RESOLVER_START_FUNCTION, &nameIsDue);
+  libCurl().easy_setopt(exchange->handle(), CURLOPT_RESOLVER_START_DATA, this);
   const CURLMcode result = libCurl().multi_add_handle(multi_, exchange->handle());
   if (result != CURLM_OK) return exchange->fail(libCurl().multi_strerror(result));
   exchanges_.emplace(exchange->handle(), std::move(exchange));
+}
+
+/// A thread of libcurl's waits for the name service, and has a pair meanwhile.
+int URLConnection::nameIsDue(void*, void*, void* self) {
+  auto& before = static_cast<URLConnection*>(self)->pairsBefore_;
+  if (!before) before = inheritedPairs();
+  return 0;
 }
 
 void URLConnection::finishCompleted() {

@@ -10,6 +10,8 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -47,12 +49,15 @@ class URLConnection final : public platform::URLConnection {
   bool takeSubmitted(Makers& makers);
   void start(std::unique_ptr<HttpExchange> exchange);
   void finishCompleted();
+  static int nameIsDue(void*, void*, void* self);
 
   const std::map<std::string, std::string> mappedHosts_;
   const std::chrono::milliseconds timeOut_;
   curl_slist* mapping_ = nullptr;
   /// Those under way; only for the thread.
   std::map<CURL*, std::unique_ptr<HttpExchange>> exchanges_;
+  /// The sockets that children inherit anyway, once a name is being resolved; only for the thread.
+  std::optional<std::set<int>> pairsBefore_;
 
   std::mutex mutex_;
   /// Made by the thread.

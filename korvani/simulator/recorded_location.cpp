@@ -2,6 +2,7 @@
 #include <korvani/platform/atomic.h>
 #include <korvani/simulator/recorded_location.h>
 
+#include <cmath>
 #include <optional>
 #include <string>
 #include <utility>
@@ -44,11 +45,12 @@ class RecordedManager final : public LocationManager,
   void requestAlwaysAuthorization() override { manager_->requestAlwaysAuthorization(); }
   std::optional<Coordinate> location() const override {
     const auto location = manager_->location();
-    Value noted;
-    if (location) {
-      noted = Dictionary{{"latitude", location->latitude}, {"longitude", location->longitude}};
+    if (!location) {
+      script_.note("location", Value());
+    } else if (std::abs(location->latitude) <= 90 && std::abs(location->longitude) <= 180) {
+      script_.note("location", Dictionary{{"latitude", location->latitude},
+                                          {"longitude", location->longitude}});
     }
-    script_.note("location", noted);
     return location;
   }
 

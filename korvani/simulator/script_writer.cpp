@@ -1,4 +1,5 @@
 // Writing of scripts, whose last lines may still change.
+#include <korvani/platform/utf8.h>
 #include <korvani/simulator/device.h>
 #include <korvani/simulator/script_writer.h>
 
@@ -24,12 +25,22 @@ double seconds(std::chrono::milliseconds duration) {
   return static_cast<double>(duration.count()) / 1000;
 }
 
+bool isUtf8(std::string_view text) {
+  std::size_t length = 0;
+  for (; !text.empty(); text.remove_prefix(length)) {
+    length = platform::utf8SequenceLength(text);
+    if (length == 0) return false;
+  }
+  return true;
+}
+
 Value answerValue(const platform::URLResponse& response, std::chrono::milliseconds after) {
   Value::Dictionary answer{{"after", seconds(after)}};
   if (response.error) {
     answer.emplace("error", *response.error);
   } else {
-    answer.emplace("text", response.data);
+    // A script holds no other bytes, and no JSON does either: neither may what stands for them.
+    answer.emplace("text", (isUtf8(response.data) ? "" : "not UTF-8: ") + response.data);
     if (response.statusCode >= 100 && response.statusCode <= 999) {
       answer.emplace("status", response.statusCode);
     }
@@ -60,7 +71,7 @@ void ScriptWriter::write(Dictionary line) {
 void ScriptWriter::note(std::string_view key, const Value& value) {
   const std::lock_guard lock(mutex_);
   const auto known = known_.find(key);
-  if (known != known_.end() && known->second == value) return;
+  if (known != known_.end() && known->second == value) return noteTime();
   known_.insert_or_assign(std::string(key), value);
   groupFor(&Group::phone, key).phone.emplace(key, value);
   save();
@@ -69,7 +80,7 @@ void ScriptWriter::note(std::string_view key, const Value& value) {
 void ScriptWriter::noteStored(std::string_view key, const Value& value) {
   const std::lock_guard lock(mutex_);
   const auto known = stored_.find(key);
-  if (known == stored_.end() ? value.isNull() : known->second == value) return;
+  if (known == stored_.end() ? value.isNull() : known->second == value) return noteTime();
   stored_.insert_or_assign(std::string(key), value);
   groupFor(&Group::stored, key).stored.emplace(key, withDatesAsText(value));
   save();
@@ -149,16 +160,23 @@ std::function<void(const std::optional<std::string>&)> ScriptWriter::download(
   return [this, group, url](const std::optional<std::string>& bytes) {
     const std::lock_guard held(mutex_);
     --group->missing;
-    if (bytes) {
-      const std::string name = file_ + '.' + std::to_string(++downloads_);
-      if (std::FILE* const copy = std::fopen(name.c_str(), kNotForChildren)) {
-        std::fwrite(bytes->data(), 1, bytes->size(), copy);
-        std::fclose(copy);
-      }
-      group->files.insert_or_assign(url, name);
+    // A replay gives what the address gave before; that it gives nothing any more, an empty file.
+    if (bytes || downloaded_.contains(url)) {
+      group->files.insert_or_assign(url, copyOf(bytes.value_or("")));
+      downloaded_.insert(url);
     }
     save();
   };
+}
+
+/// Without its folder, so that the recording and its copies may be moved together.
+std::string ScriptWriter::copyOf(const std::string& bytes) {
+  const std::string name = file_ + '.' + std::to_string(++downloads_);
+  if (std::FILE* const copy = std::fopen(name.c_str(), kNotForChildren)) {
+    std::fwrite(bytes.data(), 1, bytes.size(), copy);
+    std::fclose(copy);
+  }
+  return std::filesystem::path(name).filename().string();
 }
 
 /// A clock that is set back stands still here.
@@ -202,6 +220,11 @@ std::string ScriptWriter::text(const Group& group) {
   return lines;
 }
 
+/// Something was told that changes nothing: the replay has to last until now all the same.
+void ScriptWriter::noteTime() {
+  if (now() > groups_.back()->at + kTimeAfterLastLine) save();
+}
+
 /// Writes what may have changed. Whatever does not change any more is let go of.
 void ScriptWriter::save() {
   if (!output_) {
@@ -217,6 +240,9 @@ void ScriptWriter::save() {
   }
   std::string rest;
   for (const auto& group : groups_) rest += text(*group);
+  // What was told last, such as a late answer, has no line that comes after it.
+  const Milliseconds at = now() - kTimeAfterLastLine;
+  if (at > groups_.back()->at) rest += Value(Dictionary{{"at", seconds(at)}}).jsonText() + '\n';
   std::fseek(output_, static_cast<long>(settled_), SEEK_SET);
   std::fwrite(rest.data(), 1, rest.size(), output_);
   const std::size_t end = settled_ + rest.size();

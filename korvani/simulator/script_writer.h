@@ -15,12 +15,16 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
 namespace korvani::simulator {
+
+/// How long a script is played on after its last line.
+constexpr std::chrono::seconds kTimeAfterLastLine{2};
 
 /// Any thread. What goes wrong with the file is said once.
 class ScriptWriter {
@@ -66,11 +70,13 @@ class ScriptWriter {
     int missing = 0;
   };
 
+  std::string copyOf(const std::string& bytes);
   Milliseconds now();
   Group& begin(Dictionary line);
   /// The last group, or a new one if that holds another value already.
   Group& groupFor(Dictionary Group::*part, std::string_view key);
   static std::string text(const Group& group);
+  void noteTime();
   void save();
 
   const platform::Clock& clock_;
@@ -90,6 +96,7 @@ class ScriptWriter {
   /// To which line the job belongs that a thread is at.
   std::map<std::thread::id, std::shared_ptr<Group>> working_;
   int downloads_ = 0;
+  std::set<std::string> downloaded_;
 };
 
 }  // namespace korvani::simulator

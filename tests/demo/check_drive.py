@@ -47,7 +47,8 @@ def check_pictures(out, names, screens=()):
 def check_recording(programs, out, recording):
     """Played again, the kit asks the same, and tells and shows the user the same."""
     check("demo-key" not in recording.read_text(), "the recording does not tell the key")
-    run = subprocess.run([programs / "korvani-replay", recording], stdout=subprocess.PIPE, check=True)
+    run = subprocess.run([programs / "korvani-replay", recording.name], cwd=recording.parent,
+                         stdout=subprocess.PIPE, check=True)
     effects = [json.loads(line) for line in run.stdout.splitlines()]
     for endpoint in ("scenario", "confirm"):
         bodies = [effect["request"]["body"] or "" for effect in effects

@@ -30,7 +30,8 @@ def links():
 
 
 def log_lines():
-    """Every text that is logged stands in the guide to them, "…" in place of what differs."""
+    """Every text that is logged stands in the guide to them, "…" in place of what differs, and each
+    line of the guide in a source."""
     guide = (ROOT / "docs/troubleshooting.md").read_text()
     logged = re.compile(r'(?:logLine|fputs|qC(?:Info|Warning)|log_\.write|say_?)\(\s*'
                         r'(?:phoneLog,\s*|QStringLiteral\()?"((?:[^"\\]|\\.)+)"'
@@ -41,6 +42,14 @@ def log_lines():
     yield from (f"docs/troubleshooting.md lacks: {text}" for text in texts if text not in guide)
     if len(texts) < 50:
         yield f"no more than these are found: {texts}"
+    said = "\n".join(text for source in ROOT.glob("korvani/**/*.cpp")
+                     for text in re.findall(r'"((?:[^"\\]|\\.)*)"',
+                                            re.sub(r'"\s*\n\s*"', "", source.read_text())))
+    cells = re.findall(r"^\| ([^|]*`[^|]*) \|", guide[guide.index("\n## The kit"):], re.M)
+    for line in re.findall(r"`([^`]+)`", "\n".join(cells)):
+        parts = [part.strip() for part in re.split("…|Bluetooth: ", line) if re.search("[a-z]", part)]
+        if any(part not in said for part in parts):
+            yield f"no source says: {line}"
 
 
 if __name__ == "__main__":

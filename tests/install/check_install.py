@@ -44,6 +44,8 @@ def check_packages(depends):
     check(set(depends) == {"libkorvani0", "libkorvani-qt0", "libkorvani-web0", "libkorvani-dev",
                            "korvani-tools"}, "there are these five packages")
     check("qt" not in depends["libkorvani0"].lower(), "the core needs nothing of Qt")
+    check({"libcurl4", "libqt6positioning6-plugins"} < set(depends["libkorvani-qt0"].split(", ")),
+          "what the phone loads by name comes with it")
     check("webengine" not in depends["libkorvani-qt0"], "only the plug-in needs the web engine")
     check("webengine" in depends["libkorvani-web0"], "the plug-in needs the web engine")
 
@@ -156,6 +158,28 @@ def check_start(prefix, folder):
     check(not missing, f"the service is asked for {missing}:\n{said}")
 
 
+def check_example(prefix, folder):
+    """The host of Qt Widgets, built in both ways, asks a service. Without Qt the rest is found."""
+    folder.mkdir()
+    (folder / "main.cpp").write_bytes((ROOT / "examples/widgets_host.cpp").read_bytes())
+    (folder / "CMakeLists.txt").write_text("""cmake_minimum_required(VERSION 3.25)
+project(example LANGUAGES CXX)
+find_package(Korvani REQUIRED COMPONENTS Simulator OPTIONAL_COMPONENTS Qt)
+if(Korvani_Qt_FOUND)
+  add_executable(by-cmake main.cpp)
+  target_link_libraries(by-cmake PRIVATE Korvani::korvani Korvani::qt)
+endif()
+""")
+    here = dict(cwd=folder, env=reader(prefix, folder) | {"QT_QPA_PLATFORM": "offscreen"})
+    run("cmake", "-DCMAKE_DISABLE_FIND_PACKAGE_Qt6=ON", "-B", "without-qt", **here)
+    run("bash", "-ec", "cmake . && cmake --build . && "
+        "g++ -std=c++20 -fPIC main.cpp -o by-pkg-config $(pkg-config --cflags --libs korvani-qt)", **here)
+    for host in ("by-cmake", "by-pkg-config"):
+        with subprocess.Popen([folder / host], stderr=subprocess.PIPE, text=True, **here) as running:
+            check(any("request" in line for line in running.stderr), f"{host} asks a service")
+            running.terminate()
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("build", type=pathlib.Path)
@@ -170,6 +194,7 @@ def main():
         check_tools(prefix)
         check_embedding(folder / "embedding")
         check_testing(prefix, folder / "testing")
+        check_example(prefix, folder / "example")
         check_start(prefix, folder / "start")
 
 

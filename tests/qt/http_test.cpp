@@ -2,8 +2,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <korvani/platform/export.h>
 #include <korvani/qt/queues.h>
 #include <korvani/qt/url_connection.h>
+#include <netdb.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -20,6 +22,9 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 constexpr std::size_t kMiB = std::size_t{1} << 20U;
+
+Box<bool> nameIsAskedFor;
+Box<bool> nameIsUnknown;
 
 class Http : public testing::Test {
  protected:
@@ -256,9 +261,26 @@ TEST_F(Http, NoChildOfTheHostInheritsItsSockets) {
     during = inherited();
     return RawServer::reply("");
   });
+  Box<bool> answered;
+  connection_.sendAsynchronousRequest(
+      {"http://slow.example", "POST", {}, ""}, queues_.newOperationQueue(),
+      [&](const URLResponse& response) { answered.put(response.error.has_value()); });
+  nameIsAskedFor.take();
   post(server.url());
   EXPECT_EQ(during, before);
+  nameIsUnknown.put(true);
+  EXPECT_TRUE(answered.take());
 }
 
 }  // namespace
 }  // namespace korvani::qt
+
+/// The name service of the tests, which libcurl finds in place of the system's: it knows no name.
+extern "C" KORVANI_EXPORT int getaddrinfo(const char* name, const char*, const addrinfo*,
+                                          addrinfo**) {
+  if (std::string_view(name) == "slow.example") {
+    korvani::qt::nameIsAskedFor.put(true);
+    korvani::qt::nameIsUnknown.take();
+  }
+  return EAI_NONAME;
+}

@@ -87,12 +87,14 @@ TEST(ServiceProgram, LogsEachRequestBeforeItIsAnswered) {
   httplib::Client client("127.0.0.1", std::stoi(portOf(program.line())));
   client.set_keep_alive(true);
   client.set_tcp_nodelay(true);
-  const auto post = [&](const std::string& endpoint, const std::string& body) {
-    const auto answer = client.Post("/" + endpoint, {{"X-Api-Key", "demo-key"}}, body, "");
+  const auto post = [&](const std::string& endpoint, const std::string& body,
+                        const std::string& type = "") {
+    const auto answer = client.Post("/" + endpoint, {{"X-Api-Key", "demo-key"}}, body, type);
     return answer ? answer->status : -1;
   };
   EXPECT_EQ(client.Get("/../scenarios.json")->status, 404);
   EXPECT_EQ(post("scenario", "x=" + std::string(1024 * 1024, 'x')), 413);
+  EXPECT_EQ(post("scenario", std::string(8192, 'x'), "multipart/form-data; boundary=y"), 400);
   EXPECT_EQ(post("confirm", "scenario_history_id=%33&n=a+%ff"), 200);
 
   std::ifstream file(log);  // read while the service runs and the connection is kept
@@ -104,7 +106,7 @@ TEST(ServiceProgram, LogsEachRequestBeforeItIsAnswered) {
                      " " + last["status"].dump());
   }
   EXPECT_THAT(logged, testing::ElementsAre("GET ../scenarios.json 404", "POST scenario 413",
-                                           "POST confirm 200"));
+                                           "POST scenario 400", "POST confirm 200"));
   EXPECT_EQ(last["key"], "demo-key");
   EXPECT_EQ(last["parameters"], Json({{"scenario_history_id", "3"}, {"n", "a \uFFFD"}}));
   EXPECT_EQ(program.end(SIGTERM), 0);

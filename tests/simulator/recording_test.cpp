@@ -77,6 +77,7 @@ class Recording : public testing::Test {
         Answer::json(Dictionary{{"error_message", "No"}}),
         Answer::failure("no network"),
         Answer::text("<html>"),
+        Answer::text("{\"success\": true, \"notification_text\": \"caf\xE9\"}"),
         scenario("WVW", "url", "http://a/"),
         scenario("URI", "uri", Dictionary{{"default", "other:"}, {"fallback", "shop:today"}})};
     phone_->setStored("KVNotificationDisable", false);
@@ -93,7 +94,7 @@ class Recording : public testing::Test {
     phone_->startMonitoring();
     phone_->determineState(platform::RegionState::kInside);
     phone_->advance(2s);
-    for (std::uint16_t minor = 1; minor <= 6; ++minor) {
+    for (std::uint16_t minor = 1; minor <= 7; ++minor) {
       settings.batteryLevel -= 0.05F;
       settings.utcOffset += 30min;
       phone_->rangeBeacons({{.proximityUUID = {}, .major = 1, .minor = minor, .proximity = 2}});
@@ -104,6 +105,7 @@ class Recording : public testing::Test {
       phone_->advance(1s);
       phone_->tap({22, 42});
       phone_->advance(10ms);
+      settings.files.clear();  // the next fetch fails
     }
     Korvani::setModeCustomView(true);
     phone_->enterBackground();
@@ -121,12 +123,19 @@ class Recording : public testing::Test {
     phone_->rangeBeacons({{.proximityUUID = {}, .major = 2, .minor = 1, .proximity = 3},
                           {.proximityUUID = {}, .major = 2, .minor = 2, .proximity = 1}});
     phone_->advance(2s);
+    settings.answers["scenario"].front().after = 4500ms;
+    phone_->rangeBeacons({{.proximityUUID = {}, .major = 2, .minor = 3, .proximity = 1}});
+    phone_->advance(6s);
   }
 
-  /// What korvani-replay prints of the recording, without times and threads.
+  /// What korvani-replay prints of the recording, sent to another folder, without times and
+  /// threads.
   std::vector<std::string> replayed() {
     std::vector<std::string> effects;
-    FILE* const output = popen((std::string(KORVANI_REPLAY_PROGRAM " ") + file_).c_str(), "r");
+    const std::string sent = folder_.string() + "-sent";
+    std::filesystem::rename(folder_, sent);
+    const std::string command = "cd " + sent + " && " KORVANI_REPLAY_PROGRAM " visit.jsonl";
+    FILE* const output = popen(command.c_str(), "r");
     std::string line;
     for (int c = fgetc(output); c != EOF; c = fgetc(output)) {
       if (c != '\n') {
@@ -140,6 +149,7 @@ class Recording : public testing::Test {
       line.clear();
     }
     EXPECT_EQ(pclose(output), 0);
+    std::filesystem::rename(sent, folder_);
     return effects;
   }
 
@@ -186,6 +196,17 @@ TEST_F(Recording, IsCompleteWhileARequestIsUnderWay) {
   phone_->advance(100ms);
   EXPECT_THAT(contentsOf(file_), Not(HasSubstr("not recorded")));
   EXPECT_EQ(replayed(), lived());
+}
+
+TEST_F(Recording, LeavesOutWhatNoScriptHolds) {
+  install({});
+  phone_->settings().location = {91, 0};
+  phone_->settings().batteryLevel = 7;
+  phone_->settings().screen = {0, 0};
+  Korvani::initWithAPIKey("key", nullptr, false);
+  phone_->rangeBeacons({{.proximityUUID = {}, .major = 1, .minor = 1, .proximity = 2}});
+  phone_->advance(2s);
+  EXPECT_EQ(replayed().size(), lived().size());
 }
 
 TEST(RecordingFile, ThatCannotBeWrittenIsSaidAndThePhoneWorks) {

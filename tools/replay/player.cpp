@@ -2,16 +2,11 @@
 #include "player.h"
 
 #include <korvani/sdk/korvani.h>
+#include <korvani/simulator/script_writer.h>
 
 #include <utility>
 
 namespace korvani::replay {
-
-namespace {
-
-constexpr std::chrono::seconds kTimeAfterLastLine{2};
-
-}  // namespace
 
 class Player::RecordingDelegate : public KorvaniDelegate {
  public:
@@ -40,7 +35,7 @@ void Player::play(const Step& step) {
   phone_->advance({});
 }
 
-void Player::finish() { phone_->advance(kTimeAfterLastLine); }
+void Player::finish() { phone_->advance(simulator::kTimeAfterLastLine); }
 
 void Player::setDelegate(DelegateKind kind) {
   auto delegate =

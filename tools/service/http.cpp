@@ -43,20 +43,30 @@ struct Body {
   std::string bytes;
 };
 
-// A body is read to its end in any case, since the next request of the connection begins behind it.
-// One without a length is empty; the library would read on until the client hangs up.
-Body readBody(const httplib::Request& request, const httplib::ContentReader& read) {
+// The library closes a connection when an answer breaks off.
+void makeTheLast(httplib::Response& response) {
+  response.set_content_provider("text/plain",
+                                [](std::size_t, httplib::DataSink&) { return false; });
+}
+
+// A body without a length is empty; the library would read on until the client hangs up. One that
+// is not read to its end, such as a form in parts, which the library takes apart, ends the
+// connection: what is left of it would be the next request.
+Body readBody(const httplib::Request& request, const httplib::ContentReader& read,
+              httplib::Response& response) {
   Body body;
-  if (request.is_multipart_form_data()) return {400, ""};
   const bool present =
       request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
   if (!present) return body;
-  const bool complete = read([&](const char* data, std::size_t size) {
+  const auto keep = [&](const char* data, std::size_t size) {
     if (body.bytes.size() + size > kMaxBody) body.status = 413;
     if (body.status == 200) body.bytes.append(data, size);
     return true;
-  });
-  if (!complete) body.status = 400;
+  };
+  if (request.is_multipart_form_data() || !read(keep)) {
+    body.status = 400;
+    makeTheLast(response);
+  }
   return body;
 }
 
@@ -116,7 +126,7 @@ void Front::setUp(httplib::Server& server, const std::string& contentFolder) {
                      const httplib::ContentReader& read) { exchange(request, response, read); });
   server.Post("/live/change", [this](const httplib::Request& request, httplib::Response& response,
                                      const httplib::ContentReader& read) {
-    const Body body = readBody(request, read);
+    const Body body = readBody(request, read, response);
     response.status = body.status;
     if (body.status == 200) page_.change(request, body.bytes, response);
   });
@@ -131,7 +141,7 @@ void Front::setUp(httplib::Server& server, const std::string& contentFolder) {
 
 void Front::exchange(const httplib::Request& request, httplib::Response& response,
                      const httplib::ContentReader& read) {
-  const Body body = readBody(request, read);
+  const Body body = readBody(request, read, response);
   RequestRecord record = recordOf(request);
   response.status = record.status = body.status;
   std::optional<Fault> fault;
