@@ -10,6 +10,7 @@
 #include <QKeyEvent>
 #include <QPainterPath>
 #include <QShortcut>
+#include <QWindow>
 #include <algorithm>
 
 namespace korvani::qt {
@@ -17,6 +18,11 @@ namespace {
 
 bool isBack(const QKeyEvent& key) {
   return key.key() == Qt::Key_Escape || key.key() == Qt::Key_Back;
+}
+
+bool holdsWindows(const QWidget& window) {
+  const QWindow* const native = window.windowHandle();
+  return native && native->findChild<QWindow*>(QString(), Qt::FindDirectChildrenOnly);
 }
 
 QList<QKeySequence> shortcutsOf(const QObject* part) {
@@ -37,7 +43,11 @@ Layer::Layer(QWidget* canvas, Order order) : QWidget(canvas), order_(order) {
 void Layer::raiseInOrder() {
   place(parentWidget()->size());
   show();
-  for (Layer* layer : layersOn(parentWidget())) layer->raise();
+  for (Layer* layer : shownOn(parentWidget())) {
+    // What is drawn in the window itself lies under all windows in it, such as a video's.
+    if (holdsWindows(*window())) layer->winId();
+    layer->raise();
+  }
 }
 
 std::vector<Layer*> Layer::layersOn(const QWidget* canvas) {
