@@ -113,6 +113,7 @@ class ChildSheet final : public Sheet {
       case QEvent::PlatformSurface:
         followSurface(static_cast<QPlatformSurfaceEvent*>(event)->surfaceEventType());
         return false;
+      case QEvent::ShortcutOverride:
       case QEvent::KeyPress:
       case QEvent::KeyRelease:
         return passOn(event);

@@ -1,15 +1,38 @@
-// Layers watch their window for its size; a cover goes round its own widgets on Tab.
+// Layers watch their window for its size; a cover goes round its own widgets on Tab, and answers
+// Qt's question, before each key, whether that is to be a shortcut.
 #include <korvani/qt/canvas.h>
 #include <korvani/qt/cover.h>
 
 #include <QAbstractButton>
+#include <QAction>
 #include <QApplication>
 #include <QEvent>
 #include <QKeyEvent>
 #include <QPainterPath>
+#include <QShortcut>
+#include <QWindow>
 #include <algorithm>
 
 namespace korvani::qt {
+namespace {
+
+bool isBack(const QKeyEvent& key) {
+  return key.key() == Qt::Key_Escape || key.key() == Qt::Key_Back;
+}
+
+bool holdsWindows(const QWidget& window) {
+  const QWindow* const native = window.windowHandle();
+  return native && native->findChild<QWindow*>(QString(), Qt::FindDirectChildrenOnly);
+}
+
+QList<QKeySequence> shortcutsOf(const QObject* part) {
+  if (const auto* shortcut = qobject_cast<const QShortcut*>(part)) return shortcut->keys();
+  if (const auto* action = qobject_cast<const QAction*>(part)) return action->shortcuts();
+  if (const auto* button = qobject_cast<const QAbstractButton*>(part)) return {button->shortcut()};
+  return {};
+}
+
+}  // namespace
 
 Layer::Layer(QWidget* canvas, Order order) : QWidget(canvas), order_(order) {
   hide();
@@ -20,7 +43,11 @@ Layer::Layer(QWidget* canvas, Order order) : QWidget(canvas), order_(order) {
 void Layer::raiseInOrder() {
   place(parentWidget()->size());
   show();
-  for (Layer* layer : layersOn(parentWidget())) layer->raise();
+  for (Layer* layer : shownOn(parentWidget())) {
+    // What is drawn in the window itself lies under all windows in it, such as a video's.
+    if (holdsWindows(*window())) layer->winId();
+    layer->raise();
+  }
 }
 
 std::vector<Layer*> Layer::layersOn(const QWidget* canvas) {
@@ -106,10 +133,41 @@ bool Cover::focusNextPrevChild(bool next) {
   return true;
 }
 
+bool Cover::hasShortcut(const QKeyEvent& key) const {
+  const QKeySequence pressed(key.keyCombination());
+  const auto isPressed = [&](const QKeySequence& keys) {
+    return pressed.matches(keys) != QKeySequence::NoMatch;
+  };
+  const auto parts = focusScope()->findChildren<QObject*>();
+  return std::any_of(parts.begin(), parts.end(), [&](const QObject* part) {
+    const QList<QKeySequence> shortcuts = shortcutsOf(part);
+    return std::any_of(shortcuts.begin(), shortcuts.end(), isPressed);
+  });
+}
+
+bool Cover::event(QEvent* event) {
+  if (event->type() != QEvent::ShortcutOverride) return Layer::event(event);
+  const auto& key = static_cast<const QKeyEvent&>(*event);
+  // Caught on its way, as a web page would keep it.
+  isToGoBack_ = isBack(key);
+  if (isToGoBack_) QCoreApplication::instance()->installEventFilter(this);
+  // An accepted one comes as a key press, whatever shortcuts the host has.
+  event->setAccepted(isToGoBack_ || !hasShortcut(key));
+  return true;
+}
+
+bool Cover::eventFilter(QObject* watched, QEvent* event) {
+  if (!isToGoBack_ || event->type() != QEvent::KeyPress) return Layer::eventFilter(watched, event);
+  isToGoBack_ = false;
+  QCoreApplication::instance()->removeEventFilter(this);
+  goBack();
+  return true;
+}
+
 void Cover::keyPressEvent(QKeyEvent* event) {
   event->accept();
+  if (isBack(*event)) return goBack();
   const int key = event->key();
-  if (key == Qt::Key_Escape || key == Qt::Key_Back) return goBack();
   if (key != Qt::Key_Return && key != Qt::Key_Enter) return;
   if (auto* button = qobject_cast<QAbstractButton*>(focusWidget())) button->click();
 }

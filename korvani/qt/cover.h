@@ -9,6 +9,8 @@
 #include <QWidget>
 #include <vector>
 
+class QKeyEvent;
+
 namespace korvani::qt {
 
 /// A child of the canvas that stands above its content. It dies with the canvas.
@@ -44,7 +46,8 @@ class Layer : public QWidget {
   const Order order_;
 };
 
-/// Covers the whole canvas: no touch and no key reaches the host's content while it is shown.
+/// Covers the whole canvas: no touch and no key reaches the host's content while it is shown, nor
+/// do the host's shortcuts work; those of a screen inside do.
 class Cover : public Layer {
  public:
   using Layer::Layer;
@@ -59,6 +62,8 @@ class Cover : public Layer {
   virtual const QWidget* focusScope() const { return this; }
   void place(const QSize& window) override { setGeometry(QRect({}, window)); }
   bool focusNextPrevChild(bool next) override;
+  bool event(QEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
   /// Return presses the button that has the focus; Escape and Back go back.
   void keyPressEvent(QKeyEvent* event) override;
 
@@ -66,7 +71,11 @@ class Cover : public Layer {
   Cover* shownAbove() const;
 
  private:
+  bool hasShortcut(const QKeyEvent& key) const;
+
   QPointer<QWidget> focusedBefore_;
+  /// Escape or Back is about to be pressed, and nothing inside has asked for it.
+  bool isToGoBack_ = false;
 };
 
 /// The colours of a card, light or dark as the host's palette is.

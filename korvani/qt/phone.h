@@ -71,8 +71,9 @@ class KORVANI_EXPORT Phone : public platform::Platform {
                                 std::function<void()> didBecomeActive) = 0;
   /// Shows the host's own widget over the window as the kit shows its screens: in turn with them,
   /// and gone when one of them takes its place, when the application goes into the background, on
-  /// Escape, or when the host dismisses the controller that this returns. It is deleted then. Null,
-  /// and nothing is shown, without a widget. Main thread.
+  /// Escape, or when the host dismisses the controller that this returns. It is deleted then. While
+  /// it is shown its shortcuts work, and not those of the window under it. Null, and nothing is
+  /// shown, without a widget. Main thread.
   virtual std::shared_ptr<platform::ViewController> presentHostScreen(
       std::unique_ptr<QWidget> screen) = 0;
 };

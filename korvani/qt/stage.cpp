@@ -8,7 +8,6 @@
 #include <QGuiApplication>
 #include <QPropertyAnimation>
 #include <QResizeEvent>
-#include <QShortcut>
 #include <algorithm>
 #include <vector>
 
@@ -67,12 +66,6 @@ class StageCover final : public Cover {
  public:
   explicit StageCover(QWidget* canvas) : Cover(canvas, Order::kStage) {
     setAccessibleName(QGuiApplication::applicationDisplayName());
-    // A shortcut, as these keys reach it from inside a web page too.
-    auto* back = new QShortcut(this);
-    back->setKeys({Qt::Key_Escape, Qt::Key_Back});
-    back->setContext(Qt::WidgetWithChildrenShortcut);
-    connect(back, &QShortcut::activated, this, &StageCover::goBack);
-    connect(back, &QShortcut::activatedAmbiguously, this, &StageCover::goBack);
   }
 
   /// Where the pages are now.
@@ -235,7 +228,8 @@ void WindowStage::end() {
   if (cover_) cover_->setMoves(false);
   if (cover_ && ended.kind == Kind::kDismiss) {
     if (const Page* leaving = cover_->find(ended.controller)) cover_->removeFrom(leaving);
-    if (!cover_->top()) cover_->retire();
+    // The keyboard was in what has left.
+    cover_->top() ? cover_->reveal() : cover_->retire();
   }
   if (cover_ && ended.kind == Kind::kPush) {
     if (Page* page = cover_->find(ended.navigation)) page->hideCovered();

@@ -15,6 +15,7 @@
 #include <QPainter>
 #include <QPointer>
 #include <QQuickWindow>
+#include <QShortcut>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -279,6 +280,12 @@ TEST_P(Hosts, ScreensOfTheHostKeepToTheSameRules) {
   EXPECT_FALSE(second->isVisible()) << "it waits";
   resizeHost({240, 320});
   EXPECT_EQ(first->size(), QSize(240, 320));
+  int shortcuts = 0;
+  QObject::connect(new QShortcut(QKeySequence("Ctrl+S"), first), &QShortcut::activated,
+                   [&] { ++shortcuts; });
+  runUntil([this] { return canvas()->isActiveWindow(); });
+  QTest::keyClick(canvas()->windowHandle(), Qt::Key_S, Qt::ControlModifier);
+  EXPECT_EQ(shortcuts, 1);
 
   // As the kit does when the application goes into the background.
   root()->dismissViewControllerAnimated(false);

@@ -13,9 +13,11 @@
 #include <QBuffer>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QShortcut>
 #include <QTest>
 #include <QTextEdit>
 #include <QVariantAnimation>
+#include <QWindow>
 #include <string>
 #include <thread>
 #include <vector>
@@ -110,6 +112,12 @@ class ScreensTest : public testing::Test {
     slide->pause();
     return slide;
   }
+  /// Tells it to `events_` when the host's window gets that key as a shortcut.
+  void giveHostShortcut(Qt::Key key) {
+    auto* const shortcut = new QShortcut(key, host_.get());
+    QObject::connect(shortcut, &QShortcut::activated, note("the host's shortcut"));
+    QObject::connect(shortcut, &QShortcut::activatedAmbiguously, note("one of two"));
+  }
   QColor pixel(int x, int y) const { return host_->grab().toImage().pixelColor(x, y); }
 
   MainQueue mainQueue_;
@@ -181,6 +189,18 @@ TEST_F(ScreensTest, TouchesReachTheFrontMostButton) {
   EXPECT_EQ(hostClicks, 0);
   click({100, 290});
   EXPECT_EQ(hostClicks, 1);
+}
+
+TEST_F(ScreensTest, WindowsInTheHostAreCoveredByWindows) {
+  QWidget::createWindowContainer(new QWindow, host_.get())->show();
+  show(std::make_shared<PopUp>());
+  screens_.showAlert({{}, "over both", {}, "OK"});
+  runUntil([&] { return button("OK"); });
+  for (const QWidget* over : {popUps().front(), static_cast<QWidget*>(button("OK"))}) {
+    const QWindow* const window = over->parentWidget()->windowHandle();
+    ASSERT_TRUE(window);
+    EXPECT_EQ(window->parent(), host_->windowHandle());
+  }
 }
 
 TEST_F(ScreensTest, SlideFromBelowOrTheRightAndGoWithTheirNavigation) {
@@ -262,6 +282,7 @@ TEST_F(ScreensTest, TheKeyboardStaysInThePopUpUntilItGoes) {
   field.show();
   field.setFocus();
   host_->activateWindow();
+  for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Delete, Qt::Key_Escape}) giveHostShortcut(key);
   const auto popUp = std::make_shared<PopUp>();
   show(popUp);
   const auto press = [](Qt::Key key) { QTest::keyClick(QApplication::focusWidget(), key); };
@@ -275,11 +296,20 @@ TEST_F(ScreensTest, TheKeyboardStaysInThePopUpUntilItGoes) {
   EXPECT_EQ(popUp->taps, 2);
   press(Qt::Key_Tab);
   EXPECT_EQ(QApplication::focusWidget(), button("Close"));
+  press(Qt::Key_Delete);
 
+  popUp->presentViewController(std::make_shared<PopUp>(), false);
+  runUntil([&] { return popUps().size() == 2; });
+  press(Qt::Key_Tab);
+  press(Qt::Key_Escape);
+  runUntil([&] { return popUps().size() == 1; });
   press(Qt::Key_Escape);
   EXPECT_EQ(root()->presentedViewController(), nullptr);
   runUntil([&] { return popUps().empty(); });
   EXPECT_EQ(QApplication::focusWidget(), &field);
+  EXPECT_TRUE(events_.empty());
+  press(Qt::Key_Escape);
+  EXPECT_THAT(events_, ElementsAre("the host's shortcut"));
 }
 
 class AnsweredAlert final : public platform::AlertDelegate {
@@ -289,6 +319,7 @@ class AnsweredAlert final : public platform::AlertDelegate {
 };
 
 TEST_F(ScreensTest, AlertsAreShownInTurnAndAnswered) {
+  giveHostShortcut(Qt::Key_Escape);
   const auto delegate = std::make_shared<AnsweredAlert>();
   screens_.showAlert({{}, "<b>wrong</b> key &amp; more", delegate, "OK"});
   screens_.showAlert({"Title", std::string(100'000, 'x'), delegate, "OK"});
@@ -304,6 +335,7 @@ TEST_F(ScreensTest, AlertsAreShownInTurnAndAnswered) {
   QTest::keyClick(button("OK"), Qt::Key_Escape);
   EXPECT_THAT(delegate->indexes, ElementsAre(0));
   EXPECT_EQ(popUps().size(), 1) << "Escape was for the alert";
+  EXPECT_TRUE(events_.empty());
 
   EXPECT_LT(message()->toPlainText().size(), 5000);
   EXPECT_TRUE(host_->rect().contains(button("OK")->geometry())) << "a long text scrolls";
