@@ -2,6 +2,7 @@
 // watch it at work.
 #include <korvani/qt/phone.h>
 #include <korvani/sdk/korvani.h>
+#include <korvani/sdk/version.h>
 #include <korvani/simulator/recorded_phone.h>
 
 #include <QApplication>
@@ -48,6 +49,7 @@ std::optional<Options> readOptions(const QApplication& application) {
   QCommandLineParser parser;
   parser.setApplicationDescription("A small shop that embeds Korvani.");
   parser.addHelpOption();
+  parser.addVersionOption();
   parser.addOptions(
       {{"key", "API key to start the kit with.", "key", kKnownKey},
        {"walk", "Beacons, and how a visitor walks past them, in place of the radio.", "file"},
@@ -62,6 +64,7 @@ std::optional<Options> readOptions(const QApplication& application) {
     return std::nullopt;
   }
   if (parser.isSet("help")) parser.showHelp();
+  if (parser.isSet("version")) parser.showVersion();
   if (!parser.positionalArguments().isEmpty()) {
     std::fprintf(stderr, "korvani-demo: unknown argument \"%s\"\n",
                  qPrintable(parser.positionalArguments().constFirst()));
@@ -265,6 +268,7 @@ class Demonstration {
 int main(int argc, char** argv) {
   QApplication application(argc, argv);
   QApplication::setApplicationName("korvani-demo");
+  QApplication::setApplicationVersion(KORVANI_VERSION_STRING);
   QApplication::setApplicationDisplayName("Fernhill Market");
   QApplication::setOrganizationName("Korvani");
   demo::keepKitLog();

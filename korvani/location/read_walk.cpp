@@ -1,9 +1,11 @@
 // Reads a walk line by line, and says of the first bad one what is wrong with it.
 #include <korvani/location/walk.h>
 
+#include <array>
 #include <cmath>
-#include <fstream>
+#include <cstdio>
 #include <limits>
+#include <memory>
 #include <sstream>
 #include <string_view>
 
@@ -150,12 +152,31 @@ void addLine(Walk& walk, const Value& line) {
   throw Flaw{"a line has one of \"radio\", \"beacon\", \"start\", \"walk\" and \"wait\""};
 }
 
+/// Children of the process do not inherit the descriptor.
+std::optional<std::string> contentsOf(const std::string& file) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> input(std::fopen(file.c_str(), "re"),
+                                                              &std::fclose);
+  if (!input) return std::nullopt;
+  std::string contents;
+  std::array<char, 4096> piece;
+  while (const auto size = std::fread(piece.data(), 1, piece.size(), input.get())) {
+    contents.append(piece.data(), size);
+  }
+  if (std::ferror(input.get()) != 0) return std::nullopt;
+  return contents;
+}
+
 }  // namespace
 
 std::optional<Walk> readWalk(const std::string& file, const platform::JSONSerialization& json,
                              std::string& wrong) {
+  const auto contents = contentsOf(file);
+  if (!contents) {
+    wrong = file + ": cannot be read";
+    return std::nullopt;
+  }
   Walk walk;
-  std::ifstream input(file);
+  std::istringstream input(*contents);
   std::string line;
   for (int number = 1; std::getline(input, line); ++number) {
     const auto first = line.find_first_not_of(" \t\r");
@@ -167,13 +188,8 @@ std::optional<Walk> readWalk(const std::string& file, const platform::JSONSerial
       return std::nullopt;
     }
   }
-  if (!input.is_open() || input.bad()) {
-    wrong = file + ": cannot be read";
-  } else if (walk.beacons.empty()) {
-    wrong = file + ": no beacon";
-  } else {
-    return walk;
-  }
+  if (!walk.beacons.empty()) return walk;
+  wrong = file + ": no beacon";
   return std::nullopt;
 }
 
