@@ -48,7 +48,9 @@ class Sender {
   }
 
   void send() {
-    if (kind_ == "appear") return bluez_.add(FakeBluez::devicePath(int(sent_)), named(int(sent_)));
+    // The address of all zeros is none to Qt.
+    const int number = 1 + int(sent_ % kBeacons);
+    if (kind_ == "appear") return bluez_.add(FakeBluez::devicePath(number), named(number));
     location::IBeacon beacon{kind_ == "other" ? platform::Uuid() : ourUuid(), 1, 0, -59};
     const int rssi = -50 - int(sent_ % 30);
     if (kind_ == "rotate") {
@@ -62,8 +64,8 @@ class Sender {
       if (address_ % 2 == 0) bluez_.remove(path);
       return;
     }
-    beacon.minor = static_cast<std::uint16_t>(sent_ % kBeacons);
-    bluez_.changeDevice(beacon.minor, FakeBluez::advertisement(beacon, rssi));
+    beacon.minor = static_cast<std::uint16_t>(number);
+    bluez_.changeDevice(number, FakeBluez::advertisement(beacon, rssi));
   }
 
   /// A device with what Qt's agent wants to know of one.

@@ -1,4 +1,5 @@
 // The card: a title if there is one, the message, and one button; Return and Escape press it.
+#include <korvani/platform/utf8.h>
 #include <korvani/qt/alert.h>
 #include <korvani/qt/canvas.h>
 #include <korvani/qt/cover.h>
@@ -21,11 +22,12 @@ constexpr int kCardWidth = 300;
 constexpr int kPadding = 20;
 constexpr int kRadius = 16;
 constexpr int kButtonHeight = 46;
-constexpr qsizetype kMostCharacters = 4000;
+constexpr std::size_t kMostCharacters = 4000;
 
 QString shortened(const std::string& text) {
-  const QString whole = QString::fromStdString(text);
-  return whole.size() <= kMostCharacters ? whole : whole.left(kMostCharacters) + QChar(0x2026);
+  const std::size_t end = platform::utf8Offset(text, kMostCharacters);
+  if (end == text.npos) return QString::fromStdString(text);
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(end)) + QChar(0x2026);
 }
 
 class AlertCover final : public Cover {

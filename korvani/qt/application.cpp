@@ -9,7 +9,8 @@ bool Application::openURL(const std::optional<platform::URL>& url) {
 }
 
 void Application::scheduleLocalNotification(const platform::LocalNotification& notification) {
-  mainQueue_.async([this, notification] { notifications_.post(notification); });
+  mainQueue_.async(
+      [this, prepared = notifications::Prepared(notification)] { notifications_.post(prepared); });
 }
 
 }  // namespace korvani::qt

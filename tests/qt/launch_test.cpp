@@ -34,6 +34,7 @@ const Value kUserInfo = Value::Dictionary{{"id", (std::int64_t{1} << 53) + 1},
                                           {"text", "\u00e9\U0001f350 \n"},
                                           {"list", Value::Array{0.1, Value::Dictionary{}}},
                                           {"KVBeaconNotification", true}};
+const LocalNotification kNotification{"text", "", kUserInfo};
 
 QByteArray contentOf(const QString& file) {
   QFile reading(file);
@@ -51,9 +52,9 @@ TEST(StoreTest, KeepsEachUntilItIsTakenOnce) {
   const codec::JSON json;
   const QString inside = folder.filePath("new");
   Store store(inside, json);
-  const QString first = store.add({"text", "sound", kUserInfo});
+  const QString first = store.add(LocalNotification{"text", "sound", kUserInfo});
   store.setPlace(first, "place");
-  const QString second = store.add({"", "", Value()});
+  const QString second = store.add(LocalNotification{"", "", Value()});
   const QDir files(inside);
   ASSERT_EQ(files.entryList(QDir::Files).size(), 2);
   for (const QFileInfo& file : files.entryInfoList(QDir::Files)) {
@@ -80,9 +81,9 @@ TEST(StoreTest, SurvivesWhatIsWrongOnDisk) {
   const QTemporaryDir folder;
   const codec::JSON json;
   const auto store = [&] { return Store(folder.path(), json); };
-  const QString whole = store().add({"text", "", kUserInfo});
-  const QString old = store().add({"text", "", kUserInfo});
-  const QString cut = store().add({"text", "", kUserInfo});
+  const QString whole = store().add(kNotification);
+  const QString old = store().add(kNotification);
+  const QString cut = store().add(kNotification);
   const auto file = [&](const QString& id) { return folder.filePath(id + ".notification"); };
   QByteArray content = contentOf(file(old));
   const qsizetype posted = content.indexOf("posted\":") + 8;
@@ -94,7 +95,7 @@ TEST(StoreTest, SurvivesWhatIsWrongOnDisk) {
 
   // Where nothing can be written, this process at least knows.
   Store unwritten(file(whole), json);
-  EXPECT_TRUE(unwritten.take(unwritten.add({"text", "", kUserInfo})));
+  EXPECT_TRUE(unwritten.take(unwritten.add(kNotification)));
 }
 
 TEST(SoundTest, IsFoundAmongTheResourcesAndTheDataFolders) {

@@ -48,7 +48,7 @@ class Notifications : public testing::Test {
                     QStringLiteral("{\"capabilities\": \"%1\"}").arg(QLatin1String(capabilities))});
   }
   void post(const std::string& text, int number = 0) {
-    notifications_->post({text, "", userInfo(number)});
+    notifications_->post(LocalNotification{text, "", userInfo(number)});
   }
   std::string nextNotify(MockService& service) { return service.nextCall("Notify").toStdString(); }
   static void invoke(MockService& service, uint identifier, const char* action = "default") {
@@ -252,7 +252,7 @@ TEST_F(Notifications, GoThroughThePortalInASandbox) {
   restart();
   expectOpened();
   portal.version = 2;
-  notifications_->post({"sound", "fake_geoclue.py", userInfo(2)});
+  notifications_->post(LocalNotification{"sound", "fake_geoclue.py", userInfo(2)});
   runUntilAdded(3);
   EXPECT_EQ(portal.added[1]["sound"].typeId(), qMetaTypeId<QDBusArgument>());
   EXPECT_EQ(portal.added[2]["sound"], QVariant("silent"));
@@ -287,7 +287,7 @@ TEST(NotificationsTest, AreBannersWithoutABus) {
   LocalNotifications notifications({.showBanners = showBanners, .raiseWindow = [] {}},
                                    folder.path(), json);
   notifications.whenLaunched([&](const auto& launch) { isLaunched = launch == nullptr; });
-  notifications.post({"text", "", Value()});
+  notifications.post(LocalNotification{"text", "", Value()});
   runUntil([&] { return isBanner && isLaunched; });
 }
 

@@ -1,4 +1,5 @@
 // The way of a notification between the host, the store and the service.
+#include <korvani/platform/utf8.h>
 #include <korvani/qt/log.h>
 #include <korvani/qt/notifications/desktop_service.h>
 #include <korvani/qt/notifications/local_notifications.h>
@@ -22,6 +23,12 @@ QString folderOr(const QString& given) {
 std::unique_ptr<Service> newService(const HostService& host) {
   if (!PortalService::isNeeded()) return std::make_unique<DesktopService>();
   return std::make_unique<PortalService>([&host] { return host.isOnBus(); });
+}
+
+/// As much of it as a service or a banner gets, in characters: no desktop shows more.
+std::string shownText(const platform::LocalNotification& notification) {
+  constexpr std::size_t kMostShown = 1000;
+  return notification.alertBody.substr(0, platform::utf8Offset(notification.alertBody, kMostShown));
 }
 
 }  // namespace
@@ -48,7 +55,7 @@ LocalNotifications::LocalNotifications(Surroundings here, const QString& folder,
   hostService_.start();
 }
 
-void LocalNotifications::post(const platform::LocalNotification& notification) {
+void LocalNotifications::post(const Prepared& notification) {
   const QString id = store_.add(notification);
   const auto ids = store_.ids();
   for (std::size_t i = 0; i + kMostKept < ids.size(); ++i) {
@@ -103,8 +110,8 @@ void LocalNotifications::show(const QString& id) {
   const auto kept = store_.all().find(id);
   if (kept == store_.all().end() || onTheirWay_.contains(id)) return;
   onTheirWay_.insert(id);
-  const auto& notification = kept->second.notification;
-  const Posting posting{id, QString::fromStdString(notification.alertBody),
+  const auto& notification = *kept->second.prepared.notification;
+  const Posting posting{id, QString::fromStdString(shownText(notification)),
                         findSound(QString::fromStdString(notification.soundName))};
   service_->show(posting, [this, id](const QString& place) {
     onTheirWay_.remove(id);
@@ -128,7 +135,7 @@ std::optional<Banner> LocalNotifications::nextBanner() {
   for (const QString& id : store_.ids()) {
     if (!store_.all().at(id).place.isEmpty() || onTheirWay_.contains(id)) continue;
     if (const auto notification = store_.take(id)) {
-      return Banner{notification->alertBody,
+      return Banner{shownText(*notification),
                     [this, userInfo = notification->userInfo] { opened(userInfo); }};
     }
   }
@@ -142,13 +149,11 @@ void LocalNotifications::open(const QString& id, const QString& token) {
 // The first that comes with the host's name is what the process was started for.
 void LocalNotifications::launchOrOpen(const QString& id, const QString& token) {
   if (isSettled_ || launch_) return open(id, token);
-  if (auto notification = take(id, token)) {
-    launch_ = std::make_shared<platform::LocalNotification>(std::move(*notification));
-  }
+  launch_ = take(id, token);
 }
 
-std::optional<platform::LocalNotification> LocalNotifications::take(const QString& id,
-                                                                    const QString& token) {
+std::shared_ptr<const platform::LocalNotification> LocalNotifications::take(const QString& id,
+                                                                            const QString& token) {
   auto notification = store_.take(id);
   service_->withdraw(id);
   raiseWindow(token);

@@ -38,7 +38,7 @@ class LocalNotifications final : public QObject {
   LocalNotifications(Surroundings here, const QString& folder,
                      const platform::JSONSerialization& json);
 
-  void post(const platform::LocalNotification& notification);
+  void post(const Prepared& notification);
   /// A window can be seen again: what waits may be shown over it.
   void windowAppeared() { showWaiting(); }
   /// Told once of each notification that is opened; those of before come now.
@@ -58,8 +58,8 @@ class LocalNotifications final : public QObject {
   std::optional<Banner> nextBanner();
   void open(const QString& id, const QString& token);
   void launchOrOpen(const QString& id, const QString& token);
-  /// Nothing when it has been opened before.
-  std::optional<platform::LocalNotification> take(const QString& id, const QString& token);
+  /// Null when it has been opened before.
+  std::shared_ptr<const platform::LocalNotification> take(const QString& id, const QString& token);
   void opened(const platform::Value& userInfo);
   void raiseWindow(const QString& token);
 

@@ -1,4 +1,4 @@
-// One stored value a file, named by the notification's id.
+// A file for each, named by the notification's id: a line that may change, and what never does.
 #include <korvani/qt/log.h>
 #include <korvani/qt/notifications/store.h>
 #include <korvani/qt/stored_value.h>
@@ -17,7 +17,9 @@ namespace {
 using platform::Value;
 
 constexpr std::int64_t kOldest = std::int64_t{30} * 24 * 60 * 60 * 1000;
-constexpr qint64 kLargestFile = 1 << 20;
+constexpr qint64 kLargestContent = 1 << 20;
+/// Of the state: places are short.
+constexpr qint64 kLongestLine = 4096;
 const QString kSuffix = QStringLiteral(".notification");
 
 std::int64_t now() { return QDateTime::currentMSecsSinceEpoch(); }
@@ -35,6 +37,16 @@ std::string textAt(const Value& record, const char* key) {
 
 }  // namespace
 
+Prepared::Prepared(platform::LocalNotification whole)
+    : notification(std::make_shared<const platform::LocalNotification>(std::move(whole))),
+      content(toStored(Value::Dictionary{{"text", notification->alertBody},
+                                         {"sound", notification->soundName},
+                                         {"userInfo", notification->userInfo}})
+                  .toString()
+                  .toUtf8()) {
+  if (content.size() > kLargestContent) content.clear();
+}
+
 Store::Store(const QString& folder, const platform::JSONSerialization& json)
     : folder_(folder), json_(json) {
   for (const QString& file : folder_.entryList({QLatin1Char('*') + kSuffix}, QDir::Files)) {
@@ -49,10 +61,10 @@ Store::Store(const QString& folder, const platform::JSONSerialization& json)
   }
 }
 
-QString Store::add(const platform::LocalNotification& notification) {
+QString Store::add(const Prepared& prepared) {
   const QString id = newId();
   lastPosted_ = std::max(now(), lastPosted_ + 1);
-  write(id, kept_.emplace(id, Kept{notification, lastPosted_, QString()}).first->second);
+  write(id, kept_.emplace(id, Kept{prepared, lastPosted_, QString()}).first->second);
   return id;
 }
 
@@ -64,15 +76,15 @@ void Store::setPlace(const QString& id, const QString& place) {
   if (!kept->second.isWritten || QFile::exists(fileOf(id))) write(id, kept->second);
 }
 
-std::optional<platform::LocalNotification> Store::take(const QString& id) {
-  if (!isId(id)) return std::nullopt;
+std::shared_ptr<const platform::LocalNotification> Store::take(const QString& id) {
+  if (!isId(id)) return nullptr;
   const auto known = kept_.find(id);
   const auto kept = known != kept_.end() ? std::optional(std::move(known->second)) : read(id);
   if (known != kept_.end()) kept_.erase(known);
-  if (!kept) return std::nullopt;
+  if (!kept) return nullptr;
   // Who removes the file has it; what was never written is this process's.
   const bool isMine = QFile::remove(fileOf(id)) || !kept->isWritten;
-  return isMine ? std::optional(kept->notification) : std::nullopt;
+  return isMine ? kept->prepared.notification : nullptr;
 }
 
 std::vector<QString> Store::ids() const {
@@ -90,28 +102,31 @@ QString Store::fileOf(const QString& id) const { return folder_.filePath(id + kS
 std::optional<Kept> Store::read(const QString& id) const {
   QFile file(fileOf(id));
   if (!file.open(QIODevice::ReadOnly)) return std::nullopt;
-  const Value record = fromStored(QString::fromUtf8(file.read(kLargestFile)), json_);
-  const std::int64_t* posted = record.at("posted").integer();
+  const auto valueOf = [this](const QByteArray& stored) {
+    return fromStored(QString::fromUtf8(stored), json_);
+  };
+  const Value state = valueOf(file.readLine(kLongestLine).trimmed());
+  const Value record = valueOf(file.read(kLargestContent));
+  const std::int64_t* posted = state.at("posted").integer();
   if (posted == nullptr || record.at("text").text() == nullptr) return std::nullopt;
-  return Kept{{textAt(record, "text"), textAt(record, "sound"), record.at("userInfo")},
-              *posted,
-              QString::fromStdString(textAt(record, "place")),
-              true};
+  return Kept{platform::LocalNotification{textAt(record, "text"), textAt(record, "sound"),
+                                          record.at("userInfo")},
+              *posted, QString::fromStdString(textAt(state, "place")), true};
 }
 
 void Store::write(const QString& id, Kept& kept) {
-  const QByteArray content = toStored(Value::Dictionary{{"posted", kept.posted},
-                                                        {"text", kept.notification.alertBody},
-                                                        {"sound", kept.notification.soundName},
-                                                        {"userInfo", kept.notification.userInfo},
-                                                        {"place", kept.place.toStdString()}})
-                                 .toString()
-                                 .toUtf8();
+  const QByteArray& content = kept.prepared.content;
+  const QByteArray state =
+      toStored(Value::Dictionary{{"posted", kept.posted}, {"place", kept.place.toStdString()}})
+          .toString()
+          .toUtf8() +
+      '\n';
   QSaveFile file(fileOf(id));
   const auto onlyOwner = QFile::ReadOwner | QFile::WriteOwner;
-  kept.isWritten = content.size() <= kLargestFile && folder_.mkpath(QStringLiteral(".")) &&
+  kept.isWritten = !content.isEmpty() && folder_.mkpath(QStringLiteral(".")) &&
                    file.open(QIODevice::WriteOnly) && file.setPermissions(onlyOwner) &&
-                   file.write(content) == content.size() && file.commit();
+                   file.write(state) == state.size() && file.write(content) == content.size() &&
+                   file.commit();
   if (!kept.isWritten && !std::exchange(saidFailure_, true)) {
     qCWarning(phoneLog, "%s cannot be written: the notification will not outlive the process",
               qUtf8Printable(file.fileName()));

@@ -4,11 +4,13 @@
 #include <korvani/platform/application.h>
 #include <korvani/platform/json.h>
 
+#include <QByteArray>
 #include <QDir>
 #include <QString>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -17,8 +19,18 @@ namespace korvani::qt::notifications {
 /// No more than so many are kept.
 inline constexpr std::size_t kMostKept = 100;
 
+/// A notification with what a file says of it. Making that takes long where the service sent much,
+/// so the thread that posts does it, and not the main thread.
+struct Prepared {
+  Prepared(platform::LocalNotification whole);
+
+  std::shared_ptr<const platform::LocalNotification> notification;
+  /// Empty where it is too long for a file.
+  QByteArray content;
+};
+
 struct Kept {
-  platform::LocalNotification notification;
+  Prepared prepared;
   /// Milliseconds since the epoch, and different in each.
   std::int64_t posted = 0;
   /// Where it is shown; empty while it is not.
@@ -36,12 +48,12 @@ class Store {
   /// By id. What cannot be read has been removed.
   const std::map<QString, Kept>& all() const { return kept_; }
   /// The id of the new one.
-  QString add(const platform::LocalNotification& notification);
+  QString add(const Prepared& prepared);
   /// Does nothing for one that has been taken.
   void setPlace(const QString& id, const QString& place);
-  /// Removes it. Nothing for what is not there, or has been taken: each is taken once, whichever
+  /// Removes it. Null for what is not there, or has been taken: each is taken once, whichever
   /// process asks.
-  std::optional<platform::LocalNotification> take(const QString& id);
+  std::shared_ptr<const platform::LocalNotification> take(const QString& id);
   /// In order of posting.
   std::vector<QString> ids() const;
 
