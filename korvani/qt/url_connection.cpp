@@ -155,10 +155,10 @@ void URLConnection::work() {
 }
 
 bool URLConnection::begin(Makers& submitted) {
-  const bool isAble = libCurl().isLoaded;
+  const bool isLoaded = libCurl().isLoaded;
   const std::lock_guard lock(mutex_);
-  if (isAble) {
-    multi_ = newMulti();
+  if (isLoaded) multi_ = newMulti();
+  if (multi_ != nullptr) {
     for (const auto& [from, to] : mappedHosts_) {
       mapping_ = libCurl().slist_append(mapping_, (from + ":" + to).c_str());
     }
@@ -166,7 +166,7 @@ bool URLConnection::begin(Makers& submitted) {
     isUnable_ = true;
     submitted.swap(submitted_);
   }
-  return isAble;
+  return !isUnable_;
 }
 
 bool URLConnection::takeSubmitted(Makers& makers) {

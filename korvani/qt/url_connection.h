@@ -44,7 +44,7 @@ class URLConnection final : public platform::URLConnection {
   bool hasThread();
   void wake();
   void work();
-  /// False, with what has been submitted, where there is no libcurl.
+  /// False, with what has been submitted, where there is no libcurl or no memory for it.
   bool begin(Makers& submitted);
   bool takeSubmitted(Makers& makers);
   void start(std::unique_ptr<HttpExchange> exchange);
@@ -64,7 +64,7 @@ class URLConnection final : public platform::URLConnection {
   CURLM* multi_ = nullptr;
   Makers submitted_;
   bool stopped_ = false;
-  /// The thread has gone for want of libcurl: each request fails at once.
+  /// The thread has gone for want of either: each request fails at once.
   bool isUnable_ = false;
   std::optional<std::thread> thread_;
 };
