@@ -33,10 +33,10 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 using qt::RawServer;
 using Manner = RawServer::Manner;
 
-constexpr int kRounds = 20;
+constexpr int kRounds = 10;
 constexpr std::chrono::milliseconds kBeat{1};
-/// For what follows an answer: the notification is kept and handed over.
-constexpr std::chrono::milliseconds kAfterwards{100};
+/// For what follows an answer: the notification is kept and handed over, the store is written.
+constexpr std::chrono::milliseconds kAfterwards{300};
 constexpr std::size_t kLargest = std::size_t{16} << 20U;
 
 /// The main thread's.
@@ -115,6 +115,7 @@ std::vector<Case> cases() {
                             R"("})");
   };
   const std::string blank(kLargest - 2, ' ');
+  const std::string large(std::size_t{15} << 20U, 'x');
   std::string many = "[0";
   while (many.size() < kLargest - 3) many += ",0";
   const auto packed = qCompress(QByteArray::fromStdString("[" + blank + " ]")).mid(4).toStdString();
@@ -130,7 +131,11 @@ std::vector<Case> cases() {
       {"levels", RawServer::reply(std::string(512, '[') + std::string(512, ']'))},
       {"16 MiB of blanks", RawServer::reply("[" + blank + "]")},
       {"16 MiB of numbers", RawServer::reply(many + "]")},
-      {"a scenario with a text of 15 MiB", scenario(std::string(std::size_t{15} << 20U, 'x'))},
+      {"a scenario with a text of 15 MiB", scenario(large)},
+      {"a scenario with 15 MiB that nobody reads",
+       RawServer::reply(R"({"success":true,"notification_text":"Hello","more":")" + large +
+                        R"("})")},
+      {"an error message of 15 MiB", RawServer::reply(R"({"error_message":")" + large + R"("})")},
   };
 }
 
@@ -173,8 +178,9 @@ class Bench {
     for (int round = 0; round < kRounds; ++round) {
       const platform::Beacon beacon{
           .proximityUUID = {}, .major = 1, .minor = ++minor_, .proximity = 2};
+      const int done = phone_->connection.done;
       kit->locationManagerDidRangeBeacons(nullptr, {beacon}, nullptr);
-      await(phone_->connection.done + 1);
+      await(done + 1);
     }
     bool isOver = false;
     QTimer::singleShot(kAfterwards, [&] { isOver = true; });
