@@ -22,7 +22,8 @@ constexpr int kLeastMilliseconds = 20;
 void limitPixels(QImageReader& reader) {
   const QSize most(kLongestSide, kLongestSide);
   const QSize size = reader.size();
-  if (size.boundedTo(most) != size) reader.setScaledSize(size.scaled(most, Qt::KeepAspectRatio));
+  if (size.boundedTo(most) == size) return;
+  reader.setScaledSize(size.scaled(most, Qt::KeepAspectRatio).expandedTo({1, 1}));
 }
 
 /// The frames in their order, as often as the file says.

@@ -2,6 +2,7 @@
 // are asked first.
 #include <korvani/qt/log.h>
 #include <korvani/qt/open_url.h>
+#include <korvani/qt/sandbox.h>
 
 #include <QDesktopServices>
 #include <QDir>
@@ -51,11 +52,16 @@ bool actsLocally(const QString& scheme) {
   return kSchemes.contains(scheme);
 }
 
-bool hasLineBeginning(const QString& path, const QByteArray& beginning) {
-  QFile file(path);
+/// Does the list give something the application that the line begins with? It may also take some
+/// away, in a group of their own.
+bool gives(const QString& list, const QByteArray& beginning) {
+  QFile file(list);
   if (!file.open(QIODevice::ReadOnly)) return false;
+  bool isTaken = false;
   while (!file.atEnd()) {
-    if (file.readLine().startsWith(beginning)) return true;
+    const QByteArray line = file.readLine();
+    if (line.startsWith('[')) isTaken = line.startsWith("[Removed Associations]");
+    if (!isTaken && line.startsWith(beginning)) return true;
   }
   return false;
 }
@@ -73,11 +79,12 @@ bool mayBeUnhandled(const QString& scheme) {
 
 }  // namespace
 
-bool hasSchemeHandler(const std::string& scheme) {
+bool mayHaveHandler(const std::string& scheme) {
+  if (isInSandbox()) return true;
   const QByteArray line = "x-scheme-handler/" + QByteArray::fromStdString(scheme) + "=";
   const QStringList lists = handlerLists();
   return std::any_of(lists.begin(), lists.end(),
-                     [&](const QString& list) { return hasLineBeginning(list, line); });
+                     [&](const QString& list) { return gives(list, line); });
 }
 
 bool openOnDesktop(const std::string& uri) {
@@ -88,7 +95,7 @@ bool openOnDesktop(const std::string& uri) {
               uri.substr(0, kLongestLogged).c_str());
     return false;
   }
-  if (mayBeUnhandled(url.scheme()) && !hasSchemeHandler(url.scheme().toStdString())) return false;
+  if (mayBeUnhandled(url.scheme()) && !mayHaveHandler(url.scheme().toStdString())) return false;
   return QDesktopServices::openUrl(url);
 }
 

@@ -10,7 +10,8 @@ namespace korvani::qt {
 /// javascript:), which is also said in the log.
 bool openOnDesktop(const std::string& uri);
 
-/// Does an application of the desktop say that it handles the scheme?
-bool hasSchemeHandler(const std::string& scheme);
+/// Does an application of the desktop say that it handles the scheme? In a sandbox, from which they
+/// are not seen, any scheme may have one: the portal knows.
+bool mayHaveHandler(const std::string& scheme);
 
 }  // namespace korvani::qt

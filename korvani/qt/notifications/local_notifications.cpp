@@ -5,6 +5,7 @@
 #include <korvani/qt/notifications/local_notifications.h>
 #include <korvani/qt/notifications/portal_service.h>
 #include <korvani/qt/notifications/sound.h>
+#include <korvani/qt/sandbox.h>
 
 #include <QStandardPaths>
 #include <QTimer>
@@ -21,7 +22,7 @@ QString folderOr(const QString& given) {
 }
 
 std::unique_ptr<Service> newService(const HostService& host) {
-  if (!PortalService::isNeeded()) return std::make_unique<DesktopService>();
+  if (!isInSandbox()) return std::make_unique<DesktopService>();
   return std::make_unique<PortalService>([&host] { return host.isOnBus(); });
 }
 

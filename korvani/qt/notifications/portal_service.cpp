@@ -7,7 +7,6 @@
 #include <QDBusArgument>
 #include <QDBusMetaType>
 #include <QDBusVariant>
-#include <QFile>
 #include <QVariantMap>
 #include <utility>
 
@@ -55,10 +54,6 @@ QVariant portalSound(const QString& file) {
 PortalService::PortalService(std::function<bool()> hostIsOnBus)
     : Service(kPortal), hostIsOnBus_(std::move(hostIsOnBus)) {
   qDBusRegisterMetaType<SoundFile>();
-}
-
-bool PortalService::isNeeded() {
-  return QFile::exists(QStringLiteral("/.flatpak-info")) || !qEnvironmentVariableIsEmpty("SNAP");
 }
 
 QString PortalService::name() const { return kNotification; }

@@ -20,9 +20,6 @@ class PortalService final : public Service {
   /// portal opens notifications there, which starts a host that has ended.
   explicit PortalService(std::function<bool()> hostIsOnBus);
 
-  /// Inside a sandbox of the kinds that have a portal.
-  static bool isNeeded();
-
   QString name() const override;
   void show(const Posting& posting, Answered answered) override;
   void withdraw(const QString& id) override;
