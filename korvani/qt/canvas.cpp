@@ -8,6 +8,7 @@
 #include <QApplication>
 #include <QChildEvent>
 #include <QCloseEvent>
+#include <QInputMethod>
 #include <QPlatformSurfaceEvent>
 #include <QPointer>
 #include <QScreen>
@@ -80,6 +81,11 @@ class ChildSheet final : public Sheet {
       // Qt looks for the active widget among top-level windows only.
       if (focused && focused == windowHandle()) QApplication::setActiveWindow(this);
     });
+    watchInput(host->focusObject());
+    connect(host, &QWindow::focusObjectChanged, this, &ChildSheet::watchInput);
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget* before, QWidget* now) {
+      if (isAncestorOf(before) || isAncestorOf(now)) tellInputMethod();
+    });
   }
 
   void layersChanged() override {
@@ -105,6 +111,7 @@ class ChildSheet final : public Sheet {
   }
 
   bool eventFilter(QObject* watched, QEvent* event) override {
+    if (isOfInputMethod(*event) && watched == host_->focusObject()) return passOn(event);
     if (watched != host_) return Sheet::eventFilter(watched, event);
     switch (event->type()) {
       case QEvent::Resize:
@@ -143,14 +150,26 @@ class ChildSheet final : public Sheet {
     return top;
   }
 
-  /// Keys that the host's window has got are for what covers it.
-  bool passOn(QEvent* key) {
+  static bool isOfInputMethod(const QEvent& event) {
+    return event.type() == QEvent::InputMethod || event.type() == QEvent::InputMethodQuery;
+  }
+
+  /// Keys and texts that the host's window has got are for what covers it.
+  bool passOn(QEvent* event) {
     Cover* const top = topCover();
     if (!top) return false;
     QWidget* const focused = focusWidget();
-    QCoreApplication::sendEvent(top->isAncestorOf(focused) ? focused : top, key);
+    QCoreApplication::sendEvent(top->isAncestorOf(focused) ? focused : top, event);
+    if (event->type() != QEvent::InputMethodQuery) tellInputMethod();
     return true;
   }
+
+  /// Input methods talk to the object that has the focus in the host's window.
+  void watchInput(QObject* object) {
+    if (object) object->installEventFilter(this);
+  }
+  /// What it would be told now is something else.
+  static void tellInputMethod() { QGuiApplication::inputMethod()->update(Qt::ImQueryAll); }
 
   void join() {
     winId();

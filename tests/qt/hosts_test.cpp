@@ -11,7 +11,9 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QBuffer>
+#include <QInputMethodEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPainter>
 #include <QPointer>
 #include <QQuickWindow>
@@ -286,6 +288,19 @@ TEST_P(Hosts, ScreensOfTheHostKeepToTheSameRules) {
   runUntil([this] { return canvas()->isActiveWindow(); });
   QTest::keyClick(canvas()->windowHandle(), Qt::Key_S, Qt::ControlModifier);
   EXPECT_EQ(shortcuts, 1);
+  if (quick_) {
+    // Where only the host's window has the focus, input methods write into what lies over it.
+    QLineEdit field(first);
+    field.show();
+    field.setFocus();
+    QInputMethodQueryEvent asked(Qt::ImEnabled);
+    QCoreApplication::sendEvent(quick_->focusObject(), &asked);
+    EXPECT_TRUE(asked.value(Qt::ImEnabled).toBool());
+    QInputMethodEvent written;
+    written.setCommitString("word");
+    QCoreApplication::sendEvent(quick_->focusObject(), &written);
+    EXPECT_EQ(field.text(), "word");
+  }
 
   // As the kit does when the application goes into the background.
   root()->dismissViewControllerAnimated(false);
