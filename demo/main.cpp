@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QUrl>
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -260,12 +261,19 @@ class Demonstration {
   bool gaveUp_ = false;
 };
 
+/// Whether it prints something about itself and ends, which needs no display.
+bool tellsOfItself(int argc, char** argv) {
+  const QStringList words{"-h", "--help", "--help-all", "-v", "--version"};
+  return std::any_of(argv, argv + argc, [&](const char* word) { return words.contains(word); });
+}
+
 }  // namespace
 }  // namespace demo
 
 #include "main.moc"
 
 int main(int argc, char** argv) {
+  if (demo::tellsOfItself(argc, argv)) qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication application(argc, argv);
   QApplication::setApplicationName("korvani-demo");
   QApplication::setApplicationVersion(KORVANI_VERSION_STRING);

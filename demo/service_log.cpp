@@ -6,6 +6,7 @@
 namespace demo {
 
 std::vector<QJsonObject> ServiceLog::takeNew() {
+  if (file_.fileName().isEmpty()) return {};
   if (!file_.isOpen() && !file_.open(QIODevice::ReadOnly)) return {};
   unfinished_ += file_.readAll();
 

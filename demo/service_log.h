@@ -11,7 +11,7 @@ namespace demo {
 
 class ServiceLog {
  public:
-  /// The file may come later.
+  /// The file may come later. Without a name nothing is logged.
   explicit ServiceLog(const QString& file) : file_(file) {}
 
   /// The requests that were logged since the last call; a line that is still being written waits.

@@ -105,6 +105,7 @@ TEST(Script, RefusesAllElseAndSaysWhereAndWhat) {
       {R"({"event":"didRangeBeacon"})", "unknown event \"didRangeBeacon\""},
       {R"({"event":"advert","bytes":""})", "\"advert\" needs the location service \"radio\""},
       {kRadio + R"({"event":"didEnterRegion"})", "needs the location service \"scripted\""},
+      {kRadio + R"({"event":"advert"})", "test:2: \"bytes\" is missing"},
       {kRadio + R"({"event":"advert","bytes":"02 1"})", "\"bytes\": must be bytes in hex"},
       {kRadio + R"({"event":"advert","bytes":"","rssi":128})", "\"rssi\": must be an integer"},
       {kRadio + R"({"event":"advert","bytes":"","address":"00:00:00:00:00:011"})", "an address"},

@@ -45,7 +45,11 @@ void addOptions(CLI::App& app, Options& options) {
       ->option_text("UUID");
   app.add_option("--seconds", options.seconds,
                  "end after so long (default: never; a walk ends when its beacons are left)")
-      ->check(CLI::NonNegativeNumber)
+      ->check([](const std::string& text) -> std::string {
+        double seconds = 0;
+        if (CLI::detail::lexical_cast(text, seconds) && seconds >= 0) return {};
+        return text + " is not a number of seconds, 0 or more";
+      })
       ->option_text("SECONDS");
   app.add_flag("--json", options.json, "a line of JSON each second");
   app.set_version_flag("--version", "korvani-beacons " KORVANI_VERSION_STRING);
@@ -129,8 +133,8 @@ int run(int argc, char** argv) {
   addOptions(app, options);
   try {
     app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kBadInput;
+  } catch (const CLI::Success& help) {
+    return app.exit(help);
   }
   QCoreApplication application(argc, argv);
   const Watch watch(options, walkOf(options.walk));

@@ -97,7 +97,8 @@ Action readTap(Fields& arguments) {
 
 Action readAdvert(Fields& arguments) {
   std::vector<std::uint8_t> bytes;
-  within("\"bytes\"", [&] { bytes = readBytes(arguments.get("bytes")); });
+  const Value& digits = arguments.get("bytes");
+  within("\"bytes\"", [&] { bytes = readBytes(digits); });
   const Value* given = arguments.find("rssi");
   int rssi = -59;
   if (given) within("\"rssi\"", [&] { rssi = static_cast<int>(asInteger(*given, -127, 127)); });
