@@ -83,6 +83,7 @@ class Hosts : public testing::TestWithParam<Kind> {
       quick_->requestActivate();
       runUntil([this] { return QGuiApplication::focusWindow() == quick_.get(); });
     }
+    QGuiApplication::setDesktopFileName("org.example.Shop");
     phone_ = Phone::create(
         window,
         {.walkFile = {}, .mappedHosts = {}, .settingsFile = folder_.filePath("settings.ini")});
@@ -269,6 +270,17 @@ TEST_P(Hosts, BannersLeaveTheHostInUse) {
   button("An offer")->click();
   EXPECT_TRUE(opened);
   untilNothingIsPresented();
+}
+
+TEST_P(Hosts, TheDesktopBringsTheWindowUp) {
+  present(std::make_shared<KorvaniView>());
+  const QWindow* const window = quick_ ? quick_.get() : canvas()->windowHandle();
+  quick_ ? quick_->showMinimized() : canvas()->showMinimized();
+  auto activate = QDBusMessage::createMethodCall("org.example.Shop", "/org/example/Shop",
+                                                 "org.freedesktop.Application", "Activate");
+  activate.setArguments({QVariantMap()});
+  QDBusConnection::sessionBus().send(activate);
+  runUntil([&] { return !window->windowStates().testFlag(Qt::WindowMinimized); });
 }
 
 TEST_P(Hosts, ScreensOfTheHostKeepToTheSameRules) {

@@ -139,6 +139,10 @@ TEST_F(Notifications, ComeBackOnceAsTheyWereScheduled) {
   expectOpened();
   EXPECT_THAT(opened_, ElementsAre(userInfo(1), userInfo(4), userInfo(3)));
   EXPECT_THAT(banners_, ElementsAre());
+
+  qputenv("XDG_CACHE_HOME", folder_.path().toLocal8Bit());
+  notifications_->post({"sound", "fake_geoclue.py", userInfo(5)});
+  EXPECT_THAT(nextNotify(*service), HasSubstr("\"sound-file\": \"" + folder_.path().toStdString()));
 }
 
 TEST_F(Notifications, AreBannersWithoutAServiceThatBringsThemBack) {
