@@ -1,6 +1,6 @@
-// A host's widget is the canvas itself. In any other window it is a child window, which keeps to
-// its parent whatever the window system; where it is of no use, it is shaped to let the host be
-// seen and touched.
+// A host's widget is the canvas itself. In any other window, and in one that holds others, it is a
+// child window, which keeps to its parent whatever the window system; where it is of no use, it is
+// shaped to let the host be seen and touched.
 #include <korvani/qt/canvas.h>
 #include <korvani/qt/cover.h>
 #include <korvani/qt/log.h>
@@ -52,21 +52,7 @@ void raiseWindow(QWindow& window) {
   window.requestActivate();
 }
 
-class WidgetCanvas final : public Canvas {
- public:
-  explicit WidgetCanvas(QWidget* widget) : widget_(widget) {}
-  QWidget* widget() override { return widget_; }
-  QSize size() const override { return widget_ ? widget_->size() : QSize(0, 0); }
-  bool isSeen() const override { return widget_ && isShown(*widget_->window()); }
-  void raise() override {
-    if (widget_) raiseWindow(*widget_->window());
-  }
-
- private:
-  const QPointer<QWidget> widget_;
-};
-
-/// The child window in a host's QWindow.
+/// The child window in a host's window.
 class ChildSheet final : public Sheet {
  public:
   explicit ChildSheet(QWindow* host) : host_(host) {
@@ -211,6 +197,39 @@ class ChildSheet final : public Sheet {
 
   QWindow* const host_;
   bool hostLeaves_ = false;
+};
+
+class WidgetCanvas final : public Canvas {
+ public:
+  explicit WidgetCanvas(QWidget* widget) : widget_(widget) {}
+
+  QWidget* widget() override {
+    if (!sheet_ && widget_ && holdsWindows()) {
+      QWindow* const host = widget_->window()->windowHandle();
+      sheet_ = std::make_unique<ChildSheet>(host);
+      sheet_->setPalette(widget_->palette());
+      connect(host, &QObject::destroyed, this, [this] { sheet_.reset(); });
+    }
+    return sheet_ ? sheet_.get() : widget_.data();
+  }
+  QSize size() const override {
+    if (!widget_) return {0, 0};
+    return sheet_ ? widget_->window()->size() : widget_->size();
+  }
+  bool isSeen() const override { return widget_ && isShown(*widget_->window()); }
+  void raise() override {
+    if (widget_) raiseWindow(*widget_->window());
+  }
+
+ private:
+  /// What is drawn in the window itself lies under all windows in it, such as a video's.
+  bool holdsWindows() const {
+    const QWindow* const host = widget_->window()->windowHandle();
+    return host && host->findChild<QWindow*>(QString(), Qt::FindDirectChildrenOnly);
+  }
+
+  const QPointer<QWidget> widget_;
+  std::unique_ptr<ChildSheet> sheet_;
 };
 
 class WindowCanvas final : public Canvas {

@@ -134,6 +134,10 @@ WindowStage::~WindowStage() { delete cover_; }
 
 StageCover* WindowStage::cover() {
   QWidget* const canvas = canvas_.widget();
+  if (cover_ && !cover_->top() && cover_->parentWidget() != canvas) {
+    cover_->deleteLater();
+    cover_.clear();
+  }
   if (!cover_ && canvas) cover_ = new StageCover(canvas);
   return cover_;
 }

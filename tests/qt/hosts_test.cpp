@@ -31,7 +31,7 @@ using platform::NavigationController;
 using platform::ViewController;
 using testing::Contains;
 
-enum class Kind { kWidgets, kQuick, kNone };
+enum class Kind { kWidgets, kWindowInWidgets, kQuick, kNone };
 
 constexpr QSize kSize(200, 300);
 constexpr QColor kHost(38, 80, 58);
@@ -68,11 +68,15 @@ class Hosts : public testing::TestWithParam<Kind> {
  protected:
   Hosts() {
     HostWindow window;
-    if (GetParam() == Kind::kWidgets) {
+    if (GetParam() == Kind::kWidgets || GetParam() == Kind::kWindowInWidgets) {
       widget_ = std::make_unique<QWidget>();
+      if (GetParam() == Kind::kWindowInWidgets) {
+        QWidget::createWindowContainer(new QWindow, widget_.get())->resize(kSize);
+      }
       window = widget_.get();
       widget_->resize(kSize);
       widget_->show();
+      widget_->activateWindow();
     } else if (GetParam() == Kind::kQuick) {
       QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
       quick_ = std::make_unique<QuickHost>();
@@ -101,9 +105,9 @@ class Hosts : public testing::TestWithParam<Kind> {
   std::shared_ptr<ViewController> root() { return phone_->application().rootViewController(); }
   /// The widget that the phone draws on, while it draws.
   QWidget* canvas() const {
-    if (widget_) return widget_.get();
+    if (GetParam() == Kind::kWidgets) return widget_.get();
     for (QWidget* top : QApplication::topLevelWidgets()) {
-      if (top->isVisible()) return top;
+      if (top->isVisible() && top != widget_.get()) return top;
     }
     return nullptr;
   }
@@ -149,7 +153,8 @@ class Hosts : public testing::TestWithParam<Kind> {
   }
   void untilNothingIsPresented() {
     runUntil([this] {
-      return !root()->presentedViewController() && !button("Close") && (widget_ || !canvas());
+      return !root()->presentedViewController() && !button("Close") &&
+             (GetParam() == Kind::kWidgets || !canvas());
     });
   }
 
@@ -211,13 +216,13 @@ TEST_P(Hosts, PicturesAreAsSharpAsTheScreen) {
 TEST_P(Hosts, KeysCloseAndTheHostHasThemAgain) {
   for (const Qt::Key key : {Qt::Key_Escape, Qt::Key_Back}) {
     present(std::make_shared<KorvaniView>());
-    runUntil([this] { return !quick_ || canvas()->isActiveWindow(); });
+    runUntil([this] { return GetParam() == Kind::kNone || canvas()->isActiveWindow(); });
     QTest::keyClick(canvas()->windowHandle(), Qt::Key_A);
     EXPECT_TRUE(button("Close"));
     QTest::keyClick(canvas()->windowHandle(), key);
     untilNothingIsPresented();
-    if (!quick_) continue;
-    runUntil([this] { return QGuiApplication::focusWindow() == quick_.get(); });
+    runUntil([this] { return !widget_ || widget_->isActiveWindow(); });
+    runUntil([this] { return !quick_ || QGuiApplication::focusWindow() == quick_.get(); });
   }
   if (!quick_) return;
   EXPECT_EQ(quick_->keys, 0);
@@ -367,12 +372,14 @@ TEST_P(Hosts, ThePageIsBelowTheCloseButton) {
 #endif
 
 std::string nameOf(const testing::TestParamInfo<Kind>& kind) {
-  constexpr const char* kNames[] = {"Widgets", "Quick", "None"};
+  constexpr const char* kNames[] = {"Widgets", "WindowInWidgets", "Quick", "None"};
   return kNames[static_cast<std::size_t>(kind.param)];
 }
 
 INSTANTIATE_TEST_SUITE_P(OfEachKind, Hosts,
-                         testing::Values(Kind::kWidgets, Kind::kQuick, Kind::kNone), nameOf);
+                         testing::Values(Kind::kWidgets, Kind::kWindowInWidgets, Kind::kQuick,
+                                         Kind::kNone),
+                         nameOf);
 
 }  // namespace
 }  // namespace korvani::qt
