@@ -141,7 +141,7 @@ TEST_F(Notifications, ComeBackOnceAsTheyWereScheduled) {
   EXPECT_THAT(banners_, ElementsAre());
 
   qputenv("XDG_CACHE_HOME", folder_.path().toLocal8Bit());
-  notifications_->post({"sound", "fake_geoclue.py", userInfo(5)});
+  notifications_->post(LocalNotification{"sound", "fake_geoclue.py", userInfo(5)});
   EXPECT_THAT(nextNotify(*service), HasSubstr("\"sound-file\": \"" + folder_.path().toStdString()));
 }
 
