@@ -309,7 +309,7 @@ struct Trend {
 class Soak {
  public:
   explicit Soak(std::chrono::seconds duration) {
-    const auto meet = [this](QTimer& timer, std::chrono::milliseconds every, auto what) {
+    const auto meet = [](QTimer& timer, std::chrono::milliseconds every, auto what) {
       QObject::connect(&timer, &QTimer::timeout, what);
       timer.start(every);
     };
