@@ -190,7 +190,12 @@ class ChildSheet final : public Sheet {
     activateWindow();
   }
   void giveKeyboardBack() {
-    if (isActiveWindow()) host_->requestActivate();
+    if (!isActiveWindow()) return;
+    host_->requestActivate();
+    // The focus may never have left the host's window, which Qt then has no news of.
+    if (QGuiApplication::focusWindow() == host_ && host_->handle()) {
+      QApplication::setActiveWindow(QWidget::find(host_->winId()));
+    }
   }
 
   static constexpr Qt::WindowFlags kFlags = Qt::Window | Qt::FramelessWindowHint;

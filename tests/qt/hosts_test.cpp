@@ -1,5 +1,5 @@
-// The phone in each kind of host, at the scale that the environment asks for: where things are in a
-// picture of its window, and what becomes of keys and clicks.
+// The phone in each kind of host, at the scale and on the window system that the environment asks
+// for: where things are in a picture of its window, and what becomes of keys and clicks.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/qt/phone.h>
@@ -77,6 +77,7 @@ class Hosts : public testing::TestWithParam<Kind> {
       widget_->resize(kSize);
       widget_->show();
       widget_->activateWindow();
+      runUntil([this] { return widget_->isActiveWindow(); });
     } else if (GetParam() == Kind::kQuick) {
       QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
       quick_ = std::make_unique<QuickHost>();
@@ -357,10 +358,11 @@ TEST_P(Hosts, TheWindowMayGo) {
 #ifdef WITH_WEB
 TEST_P(Hosts, ThePageIsBelowTheCloseButton) {
   RawServer server([](std::size_t, const std::string&) {
-    return RawServer::reply("<title>page</title>", "200 OK", "Content-Type: text/html\r\n");
+    return RawServer::reply("<!doctype html><title>page</title><body style='background:red'>",
+                            "200 OK", "Content-Type: text/html\r\n");
   });
   const auto view = std::make_shared<KorvaniWebView>();
-  view->view();
+  view->view()->setBackgroundColor(platform::Color{0, 0, 200});
   view->setWebviewURL(server.url("/page"));
   present(view);
   const QWidget* page = nullptr;
@@ -368,8 +370,19 @@ TEST_P(Hosts, ThePageIsBelowTheCloseButton) {
     if (widget->inherits("QWebEngineView")) page = widget;
   }
   ASSERT_TRUE(page && page->isVisible());
+  const QSize size = canvas()->size();
   EXPECT_EQ(QRect(page->mapTo(canvas(), QPoint()), page->size()),
-            QRect(0, 64, canvas()->width(), canvas()->height() - 64));
+            QRect(0, 64, size.width(), size.height() - 64));
+  const QPoint inPage(size.width() / 2, 70);
+  runUntil([&] { return at(picture(), inPage) == QColor(Qt::red); });
+  const QImage seen = picture();
+  EXPECT_EQ(at(seen, {22, 33}), QColor(Qt::white)) << "the close button's disc";
+  EXPECT_EQ(at(seen, {size.width() / 2.0, 58}), kBack) << "the band beside it";
+  EXPECT_EQ(at(seen, {size.width() - 2.0, size.height() - 2.0}), QColor(Qt::red));
+
+  runUntil([this] { return GetParam() == Kind::kNone || canvas()->isActiveWindow(); });
+  QTest::keyClick(canvas()->windowHandle(), Qt::Key_Escape);
+  untilNothingIsPresented();
 }
 #endif
 

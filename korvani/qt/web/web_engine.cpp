@@ -135,7 +135,12 @@ class EngineView final : public PageView {
     layout->addWidget(&view_);
   }
 
-  void load(const QUrl& url) override { page_.load(url); }
+  void load(const QUrl& url) override {
+    const bool wasActive = isActiveWindow();
+    page_.load(url);
+    // The first page has Qt make the native window anew, which is without the keyboard then.
+    if (wasActive && !isActiveWindow()) window()->activateWindow();
+  }
 
  private:
   // The view goes before the page, and the page before its profile.
