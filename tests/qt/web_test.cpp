@@ -33,24 +33,35 @@ using platform::URL;
 using platform::WebView;
 using testing::HasSubstr;
 
-/// Says its title and size to the server, again and again; a click anywhere follows a link that
-/// asks for a window of its own.
-std::string page(const std::string& title, const std::string& link) {
-  return RawServer::reply("<!doctype html><title>" + title + "</title><a target=_blank href='" +
-                              link +
-                              "' style='position:fixed;inset:0'>on</a><script>setInterval(() => "
+/// Says its title and size to the server, again and again; a click anywhere is one on a link with
+/// those attributes.
+std::string page(const std::string& title, const std::string& link = "",
+                 const std::string& status = "200 OK", const std::string& headers = "") {
+  return RawServer::reply("<!doctype html><title>" + title + "</title><a " + link +
+                              " style='position:fixed;inset:0'>on</a><script>setInterval(() => "
                               "fetch('/seen-' + document.title + '-' + innerWidth + 'x' + "
                               "innerHeight), 20)</script>",
-                          "200 OK", "Content-Type: text/html\r\n");
+                          status, headers + "Content-Type: text/html\r\n");
 }
 
-/// Tries what a stranger may not, and tells the server how it went. A click asks for a file.
+/// Keeps whoever would leave, and opens a window to send it elsewhere.
+const std::string kOpener =
+    "onclick=\"window.onbeforeunload = event => event.preventDefault(); const made = window.open();"
+    " made.location = '/last'\"";
+/// Keeps all keys for itself.
+const std::string kGreedy =
+    "href=# onfocus=\"fetch('/told-focus')\""
+    " onkeydown=\"event.preventDefault(); fetch('/told-key')\"";
+
+/// Tries what a stranger may not, and tells the server how it went. A click asks for a file on the
+/// left, for a colour on the right.
 const std::string kStranger = RawServer::reply(
     R"(<!doctype html><title>Stranger</title>
-<input type=file style='position:fixed;inset:0;width:100vw;height:100vh;font-size:100px'>
+<style>input { position: fixed; top: 0; width: 50vw; height: 100vh; font-size: 100px }</style>
+<input type=file style='left: 0'><input type=color style='left: 50vw'>
 <script>
 const tell = (what, how) => fetch('/told-' + what + '-' + how);
-onclick = () => tell('clicked', '');
+onclick = event => tell('clicked', event.target.type);
 window.close();
 alert('1');
 tell('confirm', confirm('2'));
@@ -109,24 +120,32 @@ class WebTest : public testing::Test {
   void present() {
     const auto popUp = std::make_shared<platform::ViewController>();
     popUp->view()->addSubview(view_);
-    phone_->application().rootViewController()->presentViewController(popUp, true);
+    phone_->application().rootViewController()->presentViewController(popUp, false);
   }
-  /// Clicks at each request that comes in, as a page takes no click before it is painted.
-  void clickUntil(const std::function<bool()>& isSo) {
+  /// Does that at each request that comes in, as a page takes no input before it is painted.
+  void repeatUntil(const std::function<bool()>& isSo, const std::function<void()>& act) {
     std::size_t heardBefore = 0;
     runUntil([&] {
       if (isSo()) return true;
-      if (std::exchange(heardBefore, server_.requests().size()) != server_.requests().size()) {
-        QTest::mouseClick(host_.windowHandle(), Qt::LeftButton, {}, QPoint(200, 150));
-      }
+      if (std::exchange(heardBefore, server_.requests().size()) != server_.requests().size()) act();
       return false;
     });
+  }
+  void clickUntil(const std::function<bool()>& isSo, QPoint place = {100, 150}) {
+    repeatUntil(isSo, [&] { QTest::mouseClick(host_.windowHandle(), Qt::LeftButton, {}, place); });
   }
 
   RawServer server_{[](std::size_t, const std::string& request) {
     QAbstractEventDispatcher::instance(qApp->thread())->wakeUp();  // runUntil looks again
-    if (request.starts_with("GET /pears ")) return page("Pears", "/next");
-    if (request.starts_with("GET /next ")) return page("Next", "mailto:a@example.com");
+    if (request.starts_with("GET /pears ")) return page("Pears", "target=_blank href=/next");
+    if (request.starts_with("GET /next ")) return page("Next", kOpener);
+    if (request.starts_with("GET /last ")) {
+      return page("Last", "target=_blank href=mailto:a@example.com");
+    }
+    if (request.starts_with("GET /greedy ")) return page("Greedy", kGreedy);
+    if (request.starts_with("GET /guarded ")) {
+      return page("Guarded", "", "401 Unauthorized", "WWW-Authenticate: Basic realm=x\r\n");
+    }
     if (request.starts_with("GET /stranger ")) return kStranger;
     if (request.starts_with("GET /moved ")) {
       return RawServer::reply("", "302 Found", "Location: /pears\r\n");
@@ -158,7 +177,8 @@ TEST_F(WebTest, APageIsAStranger) {
     EXPECT_FALSE(heard("/told-" + answer + "granted"));
   }
   // A second click comes through only if no dialog has opened at the first.
-  clickUntil([&] { return times("/told-clicked") > 1; });
+  clickUntil([&] { return times("/told-clicked-file") > 1; });
+  clickUntil([&] { return times("/told-clicked-color") > 1; }, {300, 150});
   EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
   load(server_.url("/pears"));
   runUntil([&] { return heard("/seen-Pears-390x236"); });
@@ -202,8 +222,21 @@ TEST_F(WebTest, ShowsAPageInItsFrameAndStaysThere) {
 
   clickUntil([&] { return heard("/next"); });
   runUntil([&] { return heard("/seen-Next-390x236"); });
+  clickUntil([&] { return heard("/seen-Last-390x236"); });
   clickUntil([&] { return !failures_->texts.empty(); });
   EXPECT_THAT(failures_->texts, testing::Each(HasSubstr("mailto:a@example.com")));
+}
+
+TEST_F(WebTest, EscapeLeavesAPageThatKeepsAllKeys) {
+  const auto root = phone_->application().rootViewController();
+  const auto press = [this](Qt::Key key) { QTest::keyClick(host_.windowHandle(), key); };
+  load(server_.url("/greedy"));
+  present();
+  clickUntil([&] { return heard("/told-focus"); });
+  repeatUntil([&] { return heard("/told-key"); }, [&] { press(Qt::Key_A); });
+  EXPECT_TRUE(root->presentedViewController());
+  press(Qt::Key_Escape);
+  EXPECT_FALSE(root->presentedViewController());
 }
 
 TEST_F(WebTest, EachFailureIsToldOnceWithItsText) {
@@ -217,9 +250,12 @@ TEST_F(WebTest, EachFailureIsToldOnceWithItsText) {
     runUntil([&] { return failures_->texts.size() > before; });
     EXPECT_THAT(failures_->texts.back(), HasSubstr(refused));
   }
-  // What is no failure: a page that says it is not there, an empty page.
+  // What is no failure: a page that says it is not there, or not for all; an empty page.
   load(server_.url("/none"));
   runUntil([&] { return heard("/none"); });
+  load(server_.url("/guarded"));
+  runUntil([&] { return heard("/seen-Guarded-"); });
+  EXPECT_EQ(times("/guarded"), 1);
   view_->loadRequest(std::nullopt);
   load(server_.url("/pears"));
   runUntil([&] { return heard("/seen-Pears-"); });

@@ -1,6 +1,9 @@
 // The web plug-in: pages in Qt WebEngine, each in a profile of its own that keeps nothing on disk.
 #include <korvani/qt/web/page_view.h>
 
+#include <QAuthenticator>
+#include <QChildEvent>
+#include <QDialog>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QWebEngineCertificateError>
@@ -53,9 +56,10 @@ class Page final : public QWebEnginePage {
     connect(this, &QWebEnginePage::loadingChanged, this, &Page::follow);
     connect(this, &QWebEnginePage::renderProcessTerminated, this, &Page::showNothing);
     connect(this, &QWebEnginePage::newWindowRequested, this,
-            [this](const QWebEngineNewWindowRequest& request) {
-              const QUrl url = request.requestedUrl();
-              if (request.isUserInitiated() && accepted(url)) load(url);
+            [this](QWebEngineNewWindowRequest& request) {
+              // A script that fills the window in later asks for about:blank#blocked.
+              const QUrl url = request.requestedUrl().adjusted(QUrl::RemoveFragment);
+              if (request.isUserInitiated() && accepted(url)) request.openIn(this);
             });
     refuseRequests();
   }
@@ -88,6 +92,10 @@ class Page final : public QWebEnginePage {
             [](QWebEngineCertificateError error) { error.rejectCertificate(); });
     connect(this, &QWebEnginePage::selectClientCertificate, this,
             [](QWebEngineClientCertificateSelection selection) { selection.selectNone(); });
+    // Without credentials the answer is shown that asks for them.
+    const auto giveNone = [](const QUrl&, QAuthenticator* credentials) { *credentials = {}; };
+    connect(this, &QWebEnginePage::authenticationRequired, this, giveNone);
+    connect(this, &QWebEnginePage::proxyAuthenticationRequired, this, giveNone);
     refuse(&QWebEnginePage::fullScreenRequested);
     refuse(&QWebEnginePage::quotaRequested);
     refuse(&QWebEnginePage::registerProtocolHandlerRequested);
@@ -130,6 +138,7 @@ class EngineView final : public PageView {
     setUp(profile_);
     view_.setPage(&page_);
     view_.setContextMenuPolicy(Qt::NoContextMenu);
+    view_.installEventFilter(this);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins({});
     layout->addWidget(&view_);
@@ -142,7 +151,24 @@ class EngineView final : public PageView {
     if (wasActive && !isActiveWindow()) window()->activateWindow();
   }
 
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    // The engine's own dialogs, such as one for colours, would lock the window.
+    if (event->type() == QEvent::ChildPolished) {
+      auto* dialog = qobject_cast<QDialog*>(static_cast<QChildEvent*>(event)->child());
+      if (dialog) refuse(*dialog);
+    }
+    return PageView::eventFilter(watched, event);
+  }
+
  private:
+  /// It is about to be shown, and can be told no only then: it is to be neither seen nor modal.
+  static void refuse(QDialog& dialog) {
+    dialog.setAttribute(Qt::WA_DontShowOnScreen);
+    dialog.setWindowModality(Qt::NonModal);
+    QTimer::singleShot(0, &dialog, &QDialog::reject);
+  }
+
   // The view goes before the page, and the page before its profile.
   QWebEngineProfile profile_;
   Page page_;
