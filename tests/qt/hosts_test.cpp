@@ -279,11 +279,10 @@ TEST_P(Hosts, BannersLeaveTheHostInUse) {
 }
 
 TEST_P(Hosts, TheDesktopBringsTheWindowUp) {
-  // It comes up as every window of Widgets does, and is not the one that is drawn in.
-  if (GetParam() == Kind::kWindowInWidgets) return;
   present(std::make_shared<KorvaniView>());
-  const QWindow* const window = quick_ ? quick_.get() : canvas()->windowHandle();
-  quick_ ? quick_->showMinimized() : canvas()->showMinimized();
+  QWidget* const drawnIn = widget_ ? widget_.get() : canvas();
+  QWindow* const window = quick_ ? quick_.get() : drawnIn->windowHandle();
+  quick_ ? quick_->showMinimized() : drawnIn->showMinimized();
   auto activate = QDBusMessage::createMethodCall("org.example.Shop", "/org/example/Shop",
                                                  "org.freedesktop.Application", "Activate");
   activate.setArguments({QVariantMap()});

@@ -17,7 +17,6 @@
 #include <QTest>
 #include <QTextEdit>
 #include <QVariantAnimation>
-#include <QWindow>
 #include <string>
 #include <thread>
 #include <vector>
@@ -189,18 +188,6 @@ TEST_F(ScreensTest, TouchesReachTheFrontMostButton) {
   EXPECT_EQ(hostClicks, 0);
   click({100, 290});
   EXPECT_EQ(hostClicks, 1);
-}
-
-TEST_F(ScreensTest, WindowsInTheHostAreCoveredByWindows) {
-  QWidget::createWindowContainer(new QWindow, host_.get())->show();
-  show(std::make_shared<PopUp>());
-  screens_.showAlert({{}, "over both", {}, "OK"});
-  runUntil([&] { return button("OK"); });
-  for (const QWidget* over : {popUps().front(), static_cast<QWidget*>(button("OK"))}) {
-    const QWindow* const window = over->parentWidget()->windowHandle();
-    ASSERT_TRUE(window);
-    EXPECT_EQ(window->parent(), host_->windowHandle());
-  }
 }
 
 TEST_F(ScreensTest, SlideFromBelowOrTheRightAndGoWithTheirNavigation) {
