@@ -54,7 +54,20 @@ void UserDefaults::setObject(const platform::Value& value, std::string_view key)
   const std::lock_guard lock(mutex_);
   unwritten_.insert_or_assign(std::string(key), value);
   if (std::exchange(flushIsDue_, true)) return;
-  queues_.mainQueueAfter(kFlushDelay, [this] { flush(); });
+  queues_.mainQueueAfter(kFlushDelay, [this] { flushElsewhere(); });
+}
+
+void UserDefaults::flushElsewhere() {
+  {
+    // Should this flush find no thread, what is set next asks for another.
+    const std::lock_guard lock(mutex_);
+    flushIsDue_ = false;
+  }
+  // The life is there when the store has gone.
+  queues_.globalQueue(platform::QueuePriority::kDefault).async([this, &life = life_] {
+    const ApplicationLife::Stay stay(life);
+    if (stay) flush();
+  });
 }
 
 void UserDefaults::synchronize() {
@@ -87,11 +100,15 @@ bool UserDefaults::canBeLocked() const {
 }
 
 void UserDefaults::flush() {
-  const std::lock_guard lock(mutex_);
-  flushIsDue_ = false;
+  const std::lock_guard writing(fileMutex_);
+  Values written;
+  {
+    const std::lock_guard lock(mutex_);
+    written = unwritten_;
+  }
   if (!canBeLocked()) return sayFailure();
   QSettings file = settings();
-  for (const auto& [key, value] : unwritten_) {
+  for (const auto& [key, value] : written) {
     if (value.isNull()) {
       file.remove(toQString(key));
     } else {
@@ -100,12 +117,14 @@ void UserDefaults::flush() {
   }
   // Also reads what other programs have written meanwhile.
   file.sync();
-  if (file.status() == QSettings::NoError) {
-    unwritten_.clear();
-    saidFailure_ = false;
-  } else {
-    sayFailure();
-  }
+  if (file.status() != QSettings::NoError) return sayFailure();
+  saidFailure_ = false;
+  const std::lock_guard lock(mutex_);
+  // What has been set anew meanwhile is still to be written.
+  std::erase_if(unwritten_, [&](const auto& entry) {
+    const auto found = written.find(entry.first);
+    return found != written.end() && found->second == entry.second;
+  });
 }
 
 void UserDefaults::sayFailure() {

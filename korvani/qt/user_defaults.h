@@ -15,8 +15,9 @@
 
 namespace korvani::qt {
 
-/// What is set gathers in memory and goes to the file together: soon, on the main queue, or at once
-/// with `synchronize`. A file that cannot be written is said once; its values stay in memory.
+/// What is set gathers in memory and goes to the file together: soon, on a thread of its own, as
+/// the disk may be slow, or at once with `synchronize`. A file that cannot be written is said once;
+/// its values stay in memory.
 class UserDefaults final : public platform::UserDefaults {
  public:
   /// Main thread. With no file, the host's own settings.
@@ -32,9 +33,12 @@ class UserDefaults final : public platform::UserDefaults {
   void flush();
 
  private:
+  using Values = std::map<std::string, platform::Value, std::less<>>;
+
   /// A settings object of the moment: one that lives on would get events on the main thread, there
   /// without our mutex.
   QSettings settings() const;
+  void flushElsewhere();
   /// QSettings itself would wait half a minute for a lock that nobody holds any more, as it is left
   /// by a process that was killed, or whose machine stopped, before it wrote its number there.
   bool canBeLocked() const;
@@ -48,8 +52,11 @@ class UserDefaults final : public platform::UserDefaults {
 
   mutable std::mutex mutex_;
   /// Set and not yet in the file; null is removed.
-  std::map<std::string, platform::Value, std::less<>> unwritten_;
+  Values unwritten_;
   bool flushIsDue_ = false;
+
+  /// Of who writes the file; taken before the other one.
+  std::mutex fileMutex_;
   bool saidFailure_ = false;
 };
 

@@ -149,13 +149,43 @@ TEST_F(Store, ForeignAndDamagedValuesDoNoHarm) {
   EXPECT_EQ(store.objectForKey("count"), Value(-3));
 }
 
-TEST_F(Store, WritesByItselfSoon) {
+/// Keeps what is for another thread.
+class HeldQueues final : public platform::Queues, public platform::Queue {
+ public:
+  explicit HeldQueues(Queues& queues) : queues_(queues) {}
+  platform::Queue& mainQueue() override { return queues_.mainQueue(); }
+  void mainQueueAfter(std::chrono::milliseconds delay, platform::Job job) override {
+    queues_.mainQueueAfter(delay, std::move(job));
+  }
+  platform::Queue& globalQueue(platform::QueuePriority) override { return *this; }
+  std::shared_ptr<platform::Queue> newOperationQueue() override { return nullptr; }
+  void async(platform::Job job) override { held = std::move(job); }
+
+  platform::Job held;
+
+ private:
+  Queues& queues_;
+};
+
+TEST_F(Store, WritesByItselfSoonOnAnotherThread) {
   const QString file = path("soon.ini");
-  UserDefaults store = open(file);
+  HeldQueues queues(queues_);
+  UserDefaults store(life_, queues, json_, file);
+  const auto write = [&] {
+    runUntil([&] { return queues.held != nullptr; });
+    std::thread(std::exchange(queues.held, nullptr)).join();
+  };
   store.setObject(7, "a");
   store.setObject(8, "b");
-  runUntil([&] { return QFile::exists(file); });
-  EXPECT_EQ(open(afresh(file)).objectForKey("b"), Value(8));
+  runUntil([&] { return queues.held != nullptr; });
+  EXPECT_FALSE(QFile::exists(file));
+  store.setObject(9, "b");
+  write();
+  EXPECT_EQ(open(afresh(file)).objectForKey("b"), Value(9));
+  store.setObject(10, "b");
+  EXPECT_EQ(store.objectForKey("b"), Value(10));
+  write();
+  EXPECT_EQ(open(afresh(file)).objectForKey("b"), Value(10));
 }
 
 /// The phone's own lines while it lives.
