@@ -147,6 +147,9 @@ void addOptions(CLI::App& app, Habits& habits, unsigned& jobs) {
       ->check(CLI::Range(1, 1000))
       ->option_text("N");
   app.set_version_flag("--version", "korvani-fleet " KORVANI_VERSION_STRING);
+  app.failure_message([](const CLI::App* self, const CLI::Error& error) {
+    return self->get_name() + ": " + error.what() + '\n';
+  });
 }
 
 int readArguments(int argc, char** argv) {

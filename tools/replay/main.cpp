@@ -68,6 +68,9 @@ int readArguments(int argc, char** argv) {
   bool isTimeline = false;
   app.add_flag("--timeline", isTimeline, "print the effects for people, in columns");
   app.set_version_flag("--version", "korvani-replay " KORVANI_VERSION_STRING);
+  app.failure_message([](const CLI::App* self, const CLI::Error& error) {
+    return self->get_name() + ": " + error.what() + '\n';
+  });
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
