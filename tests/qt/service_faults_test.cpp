@@ -119,6 +119,8 @@ TEST(ServiceFaults, GiveTheirLineAndNothingElse) {
        failed("too long")},
       {"no content", head("204 No Content", "Connection: close\r\n"), null},
       {"not modified", head("304 Not Modified", "Connection: close\r\n"), null},
+      {"no content, with some", RawServer::reply(good, "204 No Content"), null},
+      {"not modified, with JSON", RawServer::reply(good, "304 Not Modified"), null},
       {"an error in JSON", RawServer::reply(good, "500 Oh no"), said(good), true},
       {"an error in HTML", RawServer::reply("<html>", "500 Oh no"), null},
       {"an error without words", RawServer::reply("", "500 Oh no"), null},
