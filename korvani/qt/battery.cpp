@@ -2,6 +2,7 @@
 #include <korvani/qt/battery.h>
 #include <korvani/qt/bus_call.h>
 
+#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingReply>
@@ -31,11 +32,12 @@ void Battery::setMonitored(bool monitored) {
 }
 
 void Battery::subscribe() {
-  if (std::exchange(subscribed_, true)) return;
-  auto bus = QDBusConnection::systemBus();
-  bus.connect(kService, kPath, kProperties, QStringLiteral("PropertiesChanged"), this,
-              SLOT(propertiesChanged(QString, QVariantMap, QStringList)));
-  followService(bus, kService, this, [this](const QString& owner) {
+  if (changes_) return;
+  const auto bus = QDBusConnection::systemBus();
+  changes_.emplace(bus, kPath, kProperties, QStringLiteral("PropertiesChanged"), kDevice,
+                   [this](const QDBusMessage& signal) { propertiesChanged(signal); });
+  findService(bus, kService, this, [this](const QString& owner) {
+    owner_ = owner;
     level_ = -1;
     if (!owner.isEmpty()) read();
   });
@@ -50,10 +52,11 @@ void Battery::read() {
        });
 }
 
-void Battery::propertiesChanged(const QString& interface, const QVariantMap& changed,
-                                const QStringList& invalidated) {
-  if (interface != kDevice) return;
-  take(changed);
+void Battery::propertiesChanged(const QDBusMessage& signal) {
+  if (signal.service() != owner_ || signal.signature() != QLatin1String("sa{sv}as")) return;
+  const QVariantList arguments = signal.arguments();
+  const QStringList invalidated = arguments[2].toStringList();
+  take(qdbus_cast<QVariantMap>(arguments[1]));
   if (invalidated.contains(kIsPresent) || invalidated.contains(kPercentage)) read();
 }
 

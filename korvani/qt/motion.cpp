@@ -45,16 +45,16 @@ const Setting kKnown[] = {
 }  // namespace
 
 void Motion::follow() {
-  auto bus = QDBusConnection::sessionBus();
+  const auto bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) return;
   qDBusRegisterMetaType<Groups>();
-  bus.connect(kPortal, kPath, kSettings, QStringLiteral("SettingChanged"), this,
-              SLOT(settingChanged(QDBusMessage)));
-  followService(bus, kPortal, this, [this](const QString& owner) {
+  changes_.emplace(bus, kPath, kSettings, QStringLiteral("SettingChanged"), QString(),
+                   [this](const QDBusMessage& signal) { settingChanged(signal); });
+  findService(bus, kPortal, this, [this](const QString& owner) {
+    owner_ = owner;
     reasons_.clear();
     if (!owner.isEmpty()) read();
   });
-  read();
 }
 
 int Motion::slideMilliseconds() const {
@@ -82,6 +82,7 @@ void Motion::read() {
 }
 
 void Motion::settingChanged(const QDBusMessage& signal) {
+  if (signal.service() != owner_) return;
   const QVariantList arguments = signal.arguments();
   const auto value = arguments.value(2).value<QDBusVariant>();
   take(arguments.value(0).toString(), arguments.value(1).toString(), value.variant());

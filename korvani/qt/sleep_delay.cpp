@@ -30,11 +30,12 @@ void SleepDelay::setWanted(bool wanted) {
 }
 
 void SleepDelay::watchLogind() {
-  if (std::exchange(isWatching_, true)) return;
-  auto bus = QDBusConnection::systemBus();
-  bus.connect(kLogind, kPath, kManager, QStringLiteral("PrepareForSleep"), this,
-              SLOT(prepareForSleep(bool)));
-  followService(bus, kLogind, this, [this](const QString& owner) {
+  if (preparations_) return;
+  const auto bus = QDBusConnection::systemBus();
+  preparations_.emplace(bus, kPath, kManager, QStringLiteral("PrepareForSleep"), QString(),
+                        [this](const QDBusMessage& signal) { prepareForSleep(signal); });
+  findService(bus, kLogind, this, [this](const QString& owner) {
+    owner_ = owner;
     delay_ = {};
     isFallingAsleep_ = false;
     if (!owner.isEmpty()) askForDelay();
@@ -63,9 +64,10 @@ void SleepDelay::takeAnswer(const QDBusMessage& answer) {
   }
 }
 
-void SleepDelay::prepareForSleep(bool isNear) {
-  isFallingAsleep_ = isNear;
-  if (!isNear) return askForDelay();
+void SleepDelay::prepareForSleep(const QDBusMessage& signal) {
+  if (signal.service() != owner_ || signal.signature() != QLatin1String("b")) return;
+  isFallingAsleep_ = signal.arguments()[0].toBool();
+  if (!isFallingAsleep_) return askForDelay();
   // Held to the end of the work, though that may end the wish for it.
   const QDBusUnixFileDescriptor held = std::exchange(delay_, {});
   sleepIsNear_();

@@ -1,20 +1,20 @@
 // Puts off the machine's sleep until the work that is under way has been ended in order.
 #pragma once
 
+#include <korvani/qt/bus_signal.h>
+
 #include <QDBusUnixFileDescriptor>
 #include <QObject>
+#include <QString>
 #include <functional>
+#include <optional>
 #include <utility>
-
-class QDBusMessage;
 
 namespace korvani::qt {
 
 /// Main thread; nothing here waits for logind, which may be absent, late, or come and go: without
 /// it the machine sleeps when it likes, and `sleepIsNear` may not be called.
 class SleepDelay final : public QObject {
-  Q_OBJECT
-
  public:
   /// While the delay is wanted, the machine sleeps only once `sleepIsNear` has returned (or
   /// logind's patience has ended).
@@ -27,14 +27,15 @@ class SleepDelay final : public QObject {
   void watchLogind();
   void askForDelay();
   void takeAnswer(const QDBusMessage& answer);
-
-  Q_SLOT void prepareForSleep(bool isNear);
+  void prepareForSleep(const QDBusMessage& signal);
 
   const std::function<void()> sleepIsNear_;
   bool isWanted_ = false;
-  bool isWatching_ = false;
   bool isAsking_ = false;
   bool isFallingAsleep_ = false;
+  std::optional<BusSignal> preparations_;
+  /// Of logind's name; empty while there is none.
+  QString owner_;
   /// Logind holds the sleep while this is open.
   QDBusUnixFileDescriptor delay_;
 };

@@ -320,6 +320,14 @@ TEST(BatteryTest, FollowsThePowerService) {
   battery.setMonitored(true);
   becomes(0.5F);
   battery.setMonitored(true);
+  FakeServices stranger;
+  stranger.tell(
+      "/org/freedesktop/UPower/devices/DisplayDevice", "org.freedesktop.DBus.Properties",
+      "PropertiesChanged",
+      {"org.freedesktop.UPower.Device", QVariantMap{{"Percentage", 75.0}}, QStringList()});
+  stranger.settle();
+  QDBusConnection::systemBus().call(newBusCall("GetId"));
+  QCoreApplication::processEvents();
   EXPECT_EQ(battery.level(), 0.5F);
   setUp(25, true);
   becomes(0.25F);
