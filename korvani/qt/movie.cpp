@@ -45,7 +45,7 @@ class MoviePlayer::Frames {
     }
     if (pixels.isNull()) return {};
     const int delay = reader_->nextImageDelay();
-    return {pixels.convertToFormat(QImage::Format_ARGB32_Premultiplied),
+    return {std::move(pixels).convertToFormat(QImage::Format_ARGB32_Premultiplied),
             delay < kLeastMilliseconds ? kUsualMilliseconds : delay};
   }
 

@@ -422,6 +422,12 @@ TEST(ImageDecoderTest, BoundsAndTurnsPicturesAndRefusesBadOnes) {
     EXPECT_LE(dynamic_cast<const QtImage&>(*wide).pixels().width(), 4096);
   }
 
+  for (const QColor color : {QColor(1, 2, 3), QColor(255, 0, 0, 51)}) {
+    const auto image = decoder.imageWithData(encoded(PopUp::filled({31, 7}, color), "PNG"), 1);
+    ASSERT_TRUE(image);
+    EXPECT_EQ(dynamic_cast<const QtImage&>(*image).pixels(), PopUp::filled({31, 7}, color));
+  }
+
   // A quarter turn by EXIF, right behind the start marker.
   const std::string_view turned(
       "\xFF\xE1\x00\x22"
