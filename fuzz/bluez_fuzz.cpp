@@ -256,12 +256,12 @@ class World {
   }
   /// One adapter, which is on, no devices, and an advertisement that is heard.
   void restore() {
+    // Any object may have been called an adapter.
+    const QStringList interfaces{qt::bluetooth::kDevice, qt::bluetooth::kAdapter};
     for (const QString& adapter : {qt::kHci0, qt::kHci1}) {
-      for (int i = 0; i < kDevices; ++i) {
-        remove(FakeBluez::devicePath(i, adapter), {qt::bluetooth::kDevice});
-      }
-      remove(adapter + QStringLiteral("/dev_00_11"), {qt::bluetooth::kDevice});
-      remove(adapter, {qt::bluetooth::kAdapter});
+      for (int i = 0; i < kDevices; ++i) remove(FakeBluez::devicePath(i, adapter), interfaces);
+      remove(adapter + QStringLiteral("/dev_00_11"), interfaces);
+      remove(adapter, interfaces);
     }
     bluez_.add(qt::kHci0, FakeBluez::adapter(true));
     const IBeacon last{platform::Uuid(), kLastMajor, ++lastMinor_, -59};
