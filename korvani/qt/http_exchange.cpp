@@ -4,8 +4,8 @@
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
-#include <string_view>
+#include <new>
+#include <utility>
 
 namespace korvani::qt {
 
@@ -30,104 +30,103 @@ bool isBlank(std::string_view text) {
   return text.find_first_not_of(" \t") == std::string_view::npos;
 }
 
-std::optional<std::string> flawOfUrl(const std::string& text) {
-  if (!platform::URL::URLWithString(text)) return "the address is no URL";
-  CURLU* url = libCurl().url();
-  const CURLUcode result = libCurl().url_set(url, CURLUPART_URL, text.c_str(), 0);
-  libCurl().url_cleanup(url);
-  if (result == CURLUE_OK) return std::nullopt;
-  return std::string("the address cannot be used: ") + libCurl().url_strerror(result);
+bool isOfTheWeb(const std::string& url) {
+  return ::strncasecmp(url.c_str(), "http:", 5) == 0 ||
+         ::strncasecmp(url.c_str(), "https:", 6) == 0;
 }
 
-std::optional<std::string> flawOf(const platform::URLRequest& request) {
-  if (!libCurl().isLoaded) return "libcurl is not installed";
-  if (!isToken(request.HTTPMethod)) return "the method is no HTTP method";
-  for (const auto& [name, value] : request.headers) {
-    if (!isToken(name)) return "a header's name has characters that HTTP does not allow";
-    if (breaksLine(value)) return "the value of header " + name + " has a line break";
-  }
-  return flawOfUrl(request.url);
+template <typename Value>
+void set(CURL* handle, CURLoption option, Value value) {
+  // An option that an old libcurl has not is done without.
+  if (libCurl().easy_setopt(handle, option, value) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
 }
 
 }  // namespace
 
-HttpExchange::HttpExchange(platform::URLRequest request, Limits limits, curl_slist* mappedHosts,
-                           Finished finished)
-    : request_(std::move(request)),
-      limits_(limits),
-      finished_(std::move(finished)),
-      flaw_(flawOf(request_)) {
-  if (flaw_) return;
-  handle_.reset(libCurl().easy_init());
-  if (!handle_) {
-    flaw_ = "no memory for the request";
-    return;
+HttpExchange::Handle HttpExchange::newHandle(std::chrono::milliseconds time,
+                                             curl_slist* mappedHosts) {
+  Handle handle(libCurl().easy_init());
+  if (!handle) throw std::bad_alloc();
+  CURL* curl = handle.get();
+  set(curl, CURLOPT_CONNECT_TO, mappedHosts);
+  set(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+  set(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  set(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  set(curl, CURLOPT_FOLLOWLOCATION, 1L);
+  set(curl, CURLOPT_MAXREDIRS, kRedirects);
+  set(curl, CURLOPT_TIMEOUT_MS, static_cast<long>(time.count()));
+  set(curl, CURLOPT_HEADERFUNCTION, &headerReceived);
+  set(curl, CURLOPT_WRITEFUNCTION, &bodyReceived);
+  set(curl, CURLOPT_OPENSOCKETFUNCTION, &openSocket);
+  set(curl, CURLOPT_NOSIGNAL, 1L);
+  // The end of the process does not wait for the name service.
+  set(curl, CURLOPT_QUICK_EXIT, 1L);
+  return handle;
+}
+
+HttpExchange::HttpExchange(platform::URLRequest request, std::size_t longest, Finished finished)
+    : request_(std::move(request)), longest_(longest), finished_(std::move(finished)) {
+  error_.reserve(errorBuffer_.size());
+}
+
+const char* HttpExchange::flaw() const {
+  if (!isToken(request_.HTTPMethod)) return "the method is no HTTP method";
+  for (const auto& [name, value] : request_.headers) {
+    if (!isToken(name)) return "a header's name has characters that HTTP does not allow";
+    if (breaksLine(value)) return "a header's value has a line break";
   }
+  if (!platform::URL::URLWithString(request_.url)) return "the address is no URL";
+  // libcurl would guess a scheme where none is given.
+  if (!isOfTheWeb(request_.url)) return "the address is neither of http nor of https";
+  return nullptr;
+}
+
+void HttpExchange::prepare(Handle handle) {
+  handle_ = std::move(handle);
   CURL* curl = handle_.get();
-  libCurl().easy_setopt(curl, CURLOPT_URL, request_.url.c_str());
-  libCurl().easy_setopt(curl, CURLOPT_CONNECT_TO, mappedHosts);
-  libCurl().easy_setopt(curl, CURLOPT_PRIVATE, this);
-  libCurl().easy_setopt(curl, CURLOPT_ERRORBUFFER, errorBuffer_);
-  setLimits();
+  set(curl, CURLOPT_URL, request_.url.c_str());
+  set(curl, CURLOPT_PRIVATE, this);
+  set(curl, CURLOPT_HEADERDATA, this);
+  set(curl, CURLOPT_WRITEDATA, this);
+  set(curl, CURLOPT_ERRORBUFFER, errorBuffer_.data());
   setMethod();
   setHeaders();
 }
 
-void HttpExchange::setLimits() {
-  CURL* curl = handle_.get();
-  libCurl().easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
-  libCurl().easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-  libCurl().easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-  libCurl().easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
-  libCurl().easy_setopt(curl, CURLOPT_MAXREDIRS, kRedirects);
-  libCurl().easy_setopt(curl, CURLOPT_TIMEOUT_MS, static_cast<long>(limits_.time.count()));
-  libCurl().easy_setopt(curl, CURLOPT_HEADERFUNCTION, &headerReceived);
-  libCurl().easy_setopt(curl, CURLOPT_HEADERDATA, this);
-  libCurl().easy_setopt(curl, CURLOPT_WRITEFUNCTION, &bodyReceived);
-  libCurl().easy_setopt(curl, CURLOPT_WRITEDATA, this);
-  libCurl().easy_setopt(curl, CURLOPT_OPENSOCKETFUNCTION, &openSocket);
-  libCurl().easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-  // The end of the process does not wait for the name service.
-  libCurl().easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
-}
-
 void HttpExchange::setMethod() {
-  if (request_.HTTPMethod == "GET" && !request_.HTTPBody) return;
   CURL* curl = handle_.get();
+  const bool isDownload = request_.HTTPMethod == "GET" && !request_.HTTPBody;
+  set(curl, CURLOPT_PREREQFUNCTION, isDownload ? nullptr : &requestIsDue);
+  set(curl, CURLOPT_PREREQDATA, this);
+  const bool isCustom = !isDownload && request_.HTTPMethod != "POST";
+  set(curl, CURLOPT_CUSTOMREQUEST, isCustom ? request_.HTTPMethod.c_str() : nullptr);
+  if (isDownload) return set(curl, CURLOPT_HTTPGET, 1L);
   const std::string_view body =
       request_.HTTPBody ? std::string_view(*request_.HTTPBody) : std::string_view();
-  libCurl().easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-  libCurl().easy_setopt(curl, CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
-  if (request_.HTTPMethod != "POST") {
-    libCurl().easy_setopt(curl, CURLOPT_CUSTOMREQUEST, request_.HTTPMethod.c_str());
-  }
-  libCurl().easy_setopt(curl, CURLOPT_PREREQFUNCTION, &requestIsDue);
-  libCurl().easy_setopt(curl, CURLOPT_PREREQDATA, this);
+  set(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+  set(curl, CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
 }
 
 void HttpExchange::setHeaders() {
-  const auto append = [this](const std::string& line) {
-    if (curl_slist* longer = libCurl().slist_append(headers_.get(), line.c_str())) {
-      static_cast<void>(headers_.release());
-      headers_.reset(longer);
-    } else {
-      flaw_ = "no memory for the request";
-    }
-  };
   const auto given = [this](const char* name) {
     return std::any_of(request_.headers.begin(), request_.headers.end(), [&](const auto& header) {
       return ::strcasecmp(header.first.c_str(), name) == 0;
     });
   };
   // libcurl would add these by itself; a name and a colon alone leaves one out.
-  for (const char* name : {"Accept", "Content-Type", "Expect", "User-Agent"}) {
-    if (!given(name)) append(std::string(name) + ":");
+  for (const char* name : {"Accept", "Content-Type", "Expect"}) {
+    if (!given(name)) headerLines_.push_back(std::string(name) + ":");
   }
   // An empty one is sent when its name ends with a semicolon.
   for (const auto& [name, value] : request_.headers) {
-    append(isBlank(value) ? name + ";" : name + ": " + value);
+    headerLines_.push_back(isBlank(value) ? name + ";" : name + ": " + value);
   }
-  libCurl().easy_setopt(handle_.get(), CURLOPT_HTTPHEADER, headers_.get());
+  headers_.reserve(headerLines_.size());
+  for (std::string& line : headerLines_) {
+    curl_slist& added = headers_.emplace_back(curl_slist{line.data(), nullptr});
+    if (headers_.size() > 1) headers_[headers_.size() - 2].next = &added;
+  }
+  set(handle_.get(), CURLOPT_HTTPHEADER, headers_.data());
 }
 
 void HttpExchange::finish(CURLcode result) {
@@ -140,14 +139,20 @@ void HttpExchange::finish(CURLcode result) {
   finished_(std::move(response_));
 }
 
-void HttpExchange::fail(std::string error) {
-  response_.error = std::move(error);
+void HttpExchange::fail(std::string_view error) {
+  response_.error = std::move(error_.assign(error.substr(0, error_.capacity())));
   finished_(std::move(response_));
 }
 
-std::string HttpExchange::errorText(CURLcode result) const {
+HttpExchange::Handle HttpExchange::releaseHandle() {
+  libCurl().easy_setopt(handle_.get(), CURLOPT_ERRORBUFFER, nullptr);
+  return std::move(handle_);
+}
+
+std::string_view HttpExchange::errorText(CURLcode result) const {
   if (stopped_ != nullptr) return stopped_;
-  return errorBuffer_[0] != '\0' ? errorBuffer_ : libCurl().easy_strerror(result);
+  if (result == CURLE_OUT_OF_MEMORY) return "no memory for the request";
+  return errorBuffer_[0] != '\0' ? errorBuffer_.data() : libCurl().easy_strerror(result);
 }
 
 std::size_t HttpExchange::headerReceived(char* data, std::size_t size, std::size_t count,
@@ -157,7 +162,7 @@ std::size_t HttpExchange::headerReceived(char* data, std::size_t size, std::size
   if (line.starts_with("HTTP/")) exchange->headIsWhole_ = false;
   if (line == "\r\n" || line == "\n") exchange->headIsWhole_ = true;
   exchange->received_ += line.size();
-  if (exchange->received_ <= exchange->limits_.bytes) return size * count;
+  if (exchange->received_ <= exchange->longest_) return size * count;
   exchange->stopped_ = "the answer is too long";
   return 0;
 }
@@ -166,11 +171,17 @@ std::size_t HttpExchange::bodyReceived(char* data, std::size_t size, std::size_t
                                        void* self) {
   auto* exchange = static_cast<HttpExchange*>(self);
   std::string& body = exchange->response_.data;
-  if (size * count > exchange->limits_.bytes - body.size()) {
+  if (size * count > exchange->longest_ - body.size()) {
     exchange->stopped_ = "the answer is too long";
     return 0;
   }
-  body.append(data, size * count);
+  // libcurl is C: nothing is thrown through it.
+  try {
+    body.append(data, size * count);
+  } catch (const std::bad_alloc&) {
+    exchange->stopped_ = "no memory for the answer";
+    return 0;
+  }
   return size * count;
 }
 

@@ -1,54 +1,60 @@
-// One HTTP request and its answer, as a libcurl handle.
+// One HTTP request and its answer, on a libcurl handle.
 #pragma once
 
 #include <korvani/platform/url_connection.h>
 #include <korvani/qt/libcurl.h>
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace korvani::qt {
 
-/// On any thread but the main one, one at a time. http and https only, and at most 10 redirects. A
-/// request that is no download goes out once: an answer that does not come is an error, where
-/// libcurl would send it again on a new connection.
+/// http and https only, and at most 10 redirects. A request that is no download goes out once: an
+/// answer that does not come is an error, where libcurl would send it again on a new connection.
+/// Made on any thread; the rest is for the one of the transfers, where libcurl has been loaded.
 class HttpExchange {
  public:
+  /// Throws nothing.
   using Finished = std::function<void(platform::URLResponse)>;
-  /// Of the answer: of its head and of its body each, and from the request to its end.
-  struct Limits {
-    std::size_t bytes;
-    std::chrono::milliseconds time;
+  struct Free {
+    void operator()(CURL* handle) const { libCurl().easy_cleanup(handle); }
   };
+  using Handle = std::unique_ptr<CURL, Free>;
 
-  /// `mappedHosts` (see CURLOPT_CONNECT_TO) outlives the exchange; null for none.
-  HttpExchange(platform::URLRequest request, Limits limits, curl_slist* mappedHosts,
-               Finished finished);
+  /// For one exchange after another, each of which has so much time from its request to the end of
+  /// its answer. `mappedHosts` (see CURLOPT_CONNECT_TO) outlives the handle; null for none.
+  static Handle newHandle(std::chrono::milliseconds time, curl_slist* mappedHosts);
+
+  /// `longest` in bytes, for the head of the answer and for its body each.
+  HttpExchange(platform::URLRequest request, std::size_t longest, Finished finished);
   HttpExchange(const HttpExchange&) = delete;
   HttpExchange& operator=(const HttpExchange&) = delete;
 
-  /// Why the request cannot be sent at all, for people.
-  const std::optional<std::string>& flaw() const { return flaw_; }
+  /// Why the request cannot be sent at all, for people; null for nothing.
+  const char* flaw() const;
+  /// Takes the handle and tells it all of this request. Throws std::bad_alloc.
+  void prepare(Handle handle);
   CURL* handle() const { return handle_.get(); }
 
-  /// Ends the exchange with what became of the transfer, or with an error of its own.
+  /// Ends the exchange with what became of the transfer, or with an error of its own; needs no
+  /// memory for it.
   void finish(CURLcode result);
-  void fail(std::string error);
+  void fail(std::string_view error);
+  void failForWantOfMemory() { fail("no memory for the request"); }
+
+  /// Once it has ended, for the next.
+  Handle releaseHandle();
 
  private:
-  struct Free {
-    void operator()(CURL* handle) const { libCurl().easy_cleanup(handle); }
-    void operator()(curl_slist* list) const { libCurl().slist_free_all(list); }
-  };
-
-  void setLimits();
   void setMethod();
   void setHeaders();
-  std::string errorText(CURLcode result) const;
+  std::string_view errorText(CURLcode result) const;
 
   static std::size_t headerReceived(char* data, std::size_t size, std::size_t count, void* self);
   static std::size_t bodyReceived(char* data, std::size_t size, std::size_t count, void* self);
@@ -56,18 +62,20 @@ class HttpExchange {
   static curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address);
 
   const platform::URLRequest request_;
-  const Limits limits_;
+  const std::size_t longest_;
   const Finished finished_;
   platform::URLResponse response_;
+  /// Has room for any error from the start: there may be none when it is needed.
+  std::string error_;
   std::size_t received_ = 0;
   bool headIsWhole_ = false;
   long sent_ = 0;
   /// What stopped the exchange from our side.
   const char* stopped_ = nullptr;
-  std::optional<std::string> flaw_;
-  char errorBuffer_[CURL_ERROR_SIZE] = {};
-  std::unique_ptr<curl_slist, Free> headers_;
-  std::unique_ptr<CURL, Free> handle_;
+  std::array<char, CURL_ERROR_SIZE> errorBuffer_{};
+  std::vector<std::string> headerLines_;
+  std::vector<curl_slist> headers_;
+  Handle handle_;
 };
 
 }  // namespace korvani::qt

@@ -6,6 +6,8 @@
 #include <QTimer>
 #include <algorithm>
 #include <cstdint>
+#include <new>
+#include <utility>
 
 namespace korvani::qt {
 
@@ -23,7 +25,7 @@ class OperationQueue final : public platform::Queue,
       jobs_.push_back(std::move(job));
       if (std::exchange(running_, true)) return;
     }
-    if (threads_->run([self = shared_from_this()] { self->runAll(); })) return;
+    if (isStarted()) return;
     std::deque<platform::Job> dropped;
     const std::lock_guard lock(mutex_);
     jobs_.swap(dropped);
@@ -31,6 +33,13 @@ class OperationQueue final : public platform::Queue,
   }
 
  private:
+  bool isStarted() {
+    try {
+      return threads_->run([self = shared_from_this()] { self->runAll(); });
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
   void runAll() {
     while (platform::Job job = nextJob()) job();
   }

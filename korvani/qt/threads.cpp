@@ -4,6 +4,7 @@
 #include <signal.h>
 
 #include <chrono>
+#include <new>
 #include <system_error>
 
 namespace korvani::qt {
@@ -24,6 +25,7 @@ std::optional<std::thread> startThread(std::function<void()> body) {
   try {
     thread.emplace(std::move(body));
   } catch (const std::system_error&) {
+  } catch (const std::bad_alloc&) {
   }
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   return thread;
@@ -31,14 +33,15 @@ std::optional<std::thread> startThread(std::function<void()> body) {
 
 bool ThreadPool::run(platform::Job job) {
   if (life_.hasEnded()) return false;
-  {
-    const std::lock_guard lock(mutex_);
-    if (jobs_.size() < idle_) {
-      jobs_.push_back(std::move(job));
-      jobArrived_.notify_one();
-      return true;
-    }
+  std::unique_lock lock(mutex_);
+  if (jobs_.size() < idle_) {
+    jobs_.push_back(std::move(job));
+    lock.unlock();
+    // Under the mutex the thread would wake up to wait for it.
+    jobArrived_.notify_one();
+    return true;
   }
+  lock.unlock();
   auto thread = startThread(
       [self = shared_from_this(), job = std::move(job)]() mutable { self->work(std::move(job)); });
   if (thread) {

@@ -5,8 +5,6 @@
 #include <korvani/qt/http_exchange.h>
 
 #include <chrono>
-#include <deque>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -36,36 +34,39 @@ class URLConnection final : public platform::URLConnection {
   void stop();
 
  private:
-  /// Makes the exchange on the thread, as libcurl's start is not for the host's main thread.
-  using Maker = std::function<std::unique_ptr<HttpExchange>()>;
-  using Makers = std::deque<Maker>;
+  using Exchanges = std::vector<std::unique_ptr<HttpExchange>>;
 
-  void submit(Maker maker);
+  void submit(std::unique_ptr<HttpExchange> exchange);
   bool hasThread();
-  void wake();
+  void wake() const;
   void work();
-  /// False, with what has been submitted, where there is no libcurl or no memory for it.
-  bool begin(Makers& submitted);
-  bool takeSubmitted(Makers& makers);
+  /// Nothing once it is to stop.
+  std::optional<Exchanges> takeSubmitted();
   void start(std::unique_ptr<HttpExchange> exchange);
+  /// Why there is no libcurl, or no use of it; nothing when it is ready. Throws std::bad_alloc.
+  std::optional<std::string> prepareLibCurl();
+  HttpExchange::Handle takeHandle();
   void finishCompleted();
+  void closePairsToChildren();
+  void waitForWork();
   static int nameIsDue(void*, void*, void* self);
 
   const std::map<std::string, std::string> mappedHosts_;
   const std::chrono::milliseconds timeOut_;
+  // Only for the thread:
+  CURLM* multi_ = nullptr;
   curl_slist* mapping_ = nullptr;
-  /// Those under way; only for the thread.
-  std::map<CURL*, std::unique_ptr<HttpExchange>> exchanges_;
-  /// The sockets that children inherit anyway, once a name is being resolved; only for the thread.
+  Exchanges underWay_;
+  /// Of the last exchange, as most come one after the other.
+  HttpExchange::Handle spareHandle_;
+  /// The sockets that children inherit anyway, once a name is being resolved.
   std::optional<std::set<int>> pairsBefore_;
 
   std::mutex mutex_;
-  /// Made by the thread.
-  CURLM* multi_ = nullptr;
-  Makers submitted_;
+  Exchanges submitted_;
   bool stopped_ = false;
-  /// The thread has gone for want of either: each request fails at once.
-  bool isUnable_ = false;
+  /// Wakes the thread, with which it is made: needs no libcurl, and reads less than libcurl's own.
+  int wakeUp_ = -1;
   std::optional<std::thread> thread_;
 };
 

@@ -6,9 +6,16 @@
 #include <korvani/qt/queues.h>
 #include <korvani/qt/url_connection.h>
 #include <netdb.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <fstream>
+#include <memory>
+#include <new>
+#include <set>
 
 #include "raw_server.h"
 #include "waiting.h"
@@ -270,6 +277,70 @@ TEST_F(Http, NoChildOfTheHostInheritsItsSockets) {
   EXPECT_EQ(during, before);
   nameIsUnknown.put(true);
   EXPECT_TRUE(answered.take());
+}
+
+/// Runs its jobs where they come from, and so drops none.
+class InPlace final : public platform::Queue {
+ public:
+  void async(platform::Job job) override { job(); }
+};
+
+enum Outcome : int { kAnswered = 50, kFailed, kUnanswered, kBrokenForEver };
+
+rlim_t addressesInUse() {
+  rlim_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  return pages * static_cast<rlim_t>(::getpagesize());
+}
+
+/// For a process of its own: two requests where so many more addresses can be had, and one later.
+Outcome requestWithLittleMemory(const std::string& url, rlim_t left) {
+  const auto address = *platform::URL::URLWithString(url);
+  URLConnection connection;
+  rlimit usual{};
+  ::getrlimit(RLIMIT_AS, &usual);
+  const rlimit little{addressesInUse() + left, usual.rlim_max};
+  ::setrlimit(RLIMIT_AS, &little);
+  std::atomic<int> ends = 0;
+  bool isAnswered = false;
+  try {
+    Box<bool> ended;
+    connection.sendAsynchronousRequest({url, "POST", {{"X-Api-Key", "key"}}, "a=b"},
+                                       std::make_shared<InPlace>(),
+                                       [&](const URLResponse& response) {
+                                         ++ends;
+                                         ended.put(!response.error);
+                                       });
+    isAnswered = ended.take();
+    connection.dataWithContentsOfURL(address);
+  } catch (const std::bad_alloc&) {
+    // Not even the request could be made: that is the caller's to know.
+    ends = 1;
+  }
+  ::setrlimit(RLIMIT_AS, &usual);
+  if (!connection.dataWithContentsOfURL(address)) return kBrokenForEver;
+  if (ends != 1) return kUnanswered;
+  return isAnswered ? kAnswered : kFailed;
+}
+
+TEST_F(Http, EachRequestEndsThoughMemoryIsShort) {
+  if (addressesInUse() > 1024 * 1024 * kMiB) GTEST_SKIP() << "A sanitizer takes terabytes.";
+  // More than one of malloc's arenas holds, as this process has some to spare.
+  const std::string large = RawServer::reply(std::string(40 * kMiB, 'x'));
+  RawServer server([&](std::size_t, const std::string& request) {
+    return request.starts_with("GET") ? large : RawServer::reply("fine");
+  });
+  std::set<int> outcomes;
+  for (std::size_t left = 0; left <= 24; left += 4) {
+    SCOPED_TRACE(left);
+    const pid_t child = ::fork();
+    if (child == 0) ::_exit(requestWithLittleMemory(server.url(), left * kMiB));
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+    outcomes.insert(WEXITSTATUS(status));
+  }
+  EXPECT_THAT(outcomes, testing::ElementsAre(kAnswered, kFailed));
 }
 
 }  // namespace
