@@ -5,6 +5,7 @@
 
 #include <QFile>
 #include <QLockFile>
+#include <new>
 #include <utility>
 
 namespace korvani::qt {
@@ -66,7 +67,11 @@ void UserDefaults::flushElsewhere() {
   // The life is there when the store has gone.
   queues_.globalQueue(platform::QueuePriority::kDefault).async([this, &life = life_] {
     const ApplicationLife::Stay stay(life);
-    if (stay) flush();
+    try {
+      if (stay) flush();
+    } catch (const std::bad_alloc&) {
+      // All is still in memory, and what is set next asks for another flush.
+    }
   });
 }
 
