@@ -81,15 +81,14 @@ RawServer::RawServer(Answer answer)
     std::abort();
   }
   port_ = ntohs(address.sin_port);
-  const std::lock_guard lock(mutex_);  // the new thread adds more
-  threads_.emplace_back([this] { accept(); });
+  acceptor_ = std::thread([this] { accept(); });
 }
 
 RawServer::~RawServer() {
   ::shutdown(listener_, SHUT_RDWR);
-  threads_.front().join();
+  acceptor_.join();
   for (const int connection : sockets_) ::shutdown(connection, SHUT_RDWR);
-  for (std::size_t i = 1; i < threads_.size(); ++i) threads_[i].join();
+  for (std::thread& connection : threads_) connection.join();
   for (const int connection : sockets_) ::close(connection);
   ::close(listener_);
 }

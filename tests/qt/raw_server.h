@@ -46,7 +46,9 @@ class RawServer {
   mutable std::mutex mutex_;
   std::vector<std::string> requests_;
   std::vector<int> sockets_;
+  /// For the acceptor alone, until it has ended.
   std::vector<std::thread> threads_;
+  std::thread acceptor_;
 };
 
 }  // namespace korvani::qt
