@@ -15,7 +15,7 @@ struct ProximitySettings {
   double nearFrom = 0.5;
   double farFrom = 4;
   /// A zone is left when the estimate is this far past its border. dB.
-  double margin = 1;
+  double margin = 0.5;
 
   /// What the estimator believes of a signal at rest: noise, and a share of advertisements that
   /// fading weakens. dB.
@@ -26,7 +26,7 @@ struct ProximitySettings {
   /// What it believes of movement: so often a second the path loss goes to somewhere within
   /// `moveReach` dB of what it was. A longer silence than `longestMove` counts as that long, so
   /// that a slow beacon is judged by as many advertisements as a fast one.
-  double moveRate = 0.3;
+  double moveRate = 0.5;
   int moveReach = 4;
   std::chrono::milliseconds longestMove{333};
 

@@ -82,8 +82,8 @@ TEST_F(Proximity, LeavesAZoneWithAMargin) {
   const struct {
     double pathLoss;
     int from, to;
-  } cases[] = {{12.5, 2, 2}, {13.5, 2, 3}, {11.5, 3, 3}, {10.5, 3, 2},
-               {-5.5, 1, 1}, {-4.5, 1, 2}, {-6.5, 2, 2}, {-7.5, 2, 1}};
+  } cases[] = {{12.4, 2, 2}, {12.6, 2, 3}, {11.6, 3, 3}, {11.4, 3, 2},
+               {-5.6, 1, 1}, {-5.4, 1, 2}, {-6.4, 2, 2}, {-6.6, 2, 1}};
   for (const auto& c : cases) EXPECT_EQ(model_.zoneAt(c.pathLoss, c.from), c.to) << c.pathLoss;
 }
 
