@@ -13,6 +13,7 @@
 
 #include <QApplication>
 #include <QByteArray>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QWidget>
@@ -135,6 +136,7 @@ std::vector<Case> cases() {
       {"a scenario with 15 MiB that nobody reads",
        RawServer::reply(R"({"success":true,"notification_text":"Hello","more":")" + large +
                         R"("})")},
+      {"an error message", RawServer::reply(R"({"error_message":"No"})")},
       {"an error message of 15 MiB", RawServer::reply(R"({"error_message":")" + large + R"("})")},
   };
 }
@@ -181,6 +183,8 @@ class Bench {
       const int done = phone_->connection.done;
       kit->locationManagerDidRangeBeacons(nullptr, {beacon}, nullptr);
       await(done + 1);
+      // An alert waits until the one before has been answered.
+      for (auto* button : window_.findChildren<QPushButton*>()) button->click();
     }
     bool isOver = false;
     QTimer::singleShot(kAfterwards, [&] { isOver = true; });

@@ -78,15 +78,12 @@ void Korvani::requestCompleted(const std::string& endpoint, const platform::URLR
 }
 
 void Korvani::showErrorMessage(const Value& message) {
-  phone().queues().mainQueue().async([kit = shared_from_this(), message] {
-    guarded([&] {
-      platform::Alert alert;
-      if (!message.isNull()) alert.message = message.plainText();
-      alert.delegate = kit;
-      alert.cancelButtonTitle = "OK";
-      phone().application().showAlert(alert);
-    });
-  });
+  platform::Alert alert;
+  if (!message.isNull()) alert.message = message.plainText();
+  alert.delegate = shared_from_this();
+  alert.cancelButtonTitle = "OK";
+  phone().queues().mainQueue().async(
+      [alert = std::move(alert)] { guarded([&] { phone().application().showAlert(alert); }); });
 }
 
 }  // namespace korvani

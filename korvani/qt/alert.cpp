@@ -22,12 +22,11 @@ constexpr int kCardWidth = 300;
 constexpr int kPadding = 20;
 constexpr int kRadius = 16;
 constexpr int kButtonHeight = 46;
-constexpr std::size_t kMostCharacters = 4000;
+constexpr std::size_t kMostCharacters = 1000;
 
-QString shortened(const std::string& text) {
+std::string shortenedText(const std::string& text) {
   const std::size_t end = platform::utf8Offset(text, kMostCharacters);
-  if (end == text.npos) return QString::fromStdString(text);
-  return QString::fromUtf8(text.data(), static_cast<qsizetype>(end)) + QChar(0x2026);
+  return end == text.npos ? text : text.substr(0, end) + "\u2026";
 }
 
 class AlertCover final : public Cover {
@@ -35,7 +34,7 @@ class AlertCover final : public Cover {
   AlertCover(QWidget* canvas, const platform::Alert& alert)
       : Cover(canvas, Order::kAlert), colors_(CardColors::of(palette())) {
     setObjectName("korvaniAlert");
-    setAccessibleName(shortened(alert.message));
+    setAccessibleName(QString::fromStdString(alert.message));
     makeTitle(alert.title);
     makeMessage(alert.message);
     makeButton(alert.cancelButtonTitle);
@@ -89,7 +88,7 @@ class AlertCover final : public Cover {
   }
 
   void makeTitle(const std::optional<std::string>& text) {
-    title_ = new QLabel(text ? shortened(*text) : QString(), this);
+    title_ = new QLabel(text ? QString::fromStdString(*text) : QString(), this);
     title_->setTextFormat(Qt::PlainText);
     title_->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
     title_->setWordWrap(true);
@@ -118,7 +117,7 @@ class AlertCover final : public Cover {
     QPalette colored = palette();
     colored.setColor(QPalette::Text, colors_.text);
     message_->setPalette(colored);
-    message_->setPlainText(shortened(text));
+    message_->setPlainText(QString::fromStdString(text));
 
     QTextBlockFormat format;
     format.setAlignment(Qt::AlignHCenter);
@@ -129,9 +128,9 @@ class AlertCover final : public Cover {
   }
 
   void makeButton(const std::string& text) {
-    QString title = shortened(text);
+    QString title = QString::fromStdString(text);
     button_ = new QPushButton(title.replace("&", "&&"), this);
-    button_->setAccessibleName(shortened(text));
+    button_->setAccessibleName(QString::fromStdString(text));
     button_->setCursor(Qt::PointingHandCursor);
     button_->setStyleSheet(
         QString("QPushButton { border: none; background: transparent; color: %1; font-size: 17px;"
@@ -150,6 +149,13 @@ class AlertCover final : public Cover {
 };
 
 }  // namespace
+
+platform::Alert shortened(const platform::Alert& alert) {
+  platform::Alert shown{
+      {}, shortenedText(alert.message), alert.delegate, shortenedText(alert.cancelButtonTitle)};
+  if (alert.title) shown.title = shortenedText(*alert.title);
+  return shown;
+}
 
 void Alerts::show(const platform::Alert& alert) {
   waiting_.push_back(alert);

@@ -12,14 +12,16 @@ namespace korvani::qt {
 
 class Canvas;
 
+/// As much of its texts as anybody would read. Any thread.
+platform::Alert shortened(const platform::Alert& alert);
+
 /// Main thread. Without a window no alert is shown and no delegate hears of it.
 class Alerts {
  public:
   explicit Alerts(Canvas& canvas) : canvas_(canvas) {}
   ~Alerts() { delete shown_; }
 
-  /// Shown when those before it have been answered. The text is shown as it is, never as markup,
-  /// and cut when it is longer than anybody would read.
+  /// Shown when those before it have been answered. The text is shown as it is, never as markup.
   void show(const platform::Alert& alert);
 
  private:

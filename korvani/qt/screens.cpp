@@ -105,7 +105,7 @@ std::shared_ptr<platform::ViewController> Screens::presentWidget(std::unique_ptr
 }
 
 void Screens::showAlert(const platform::Alert& alert) {
-  onMain([alert](Parts& parts) { parts.alerts.show(alert); });
+  onMain([shown = shortened(alert)](Parts& parts) { parts.alerts.show(shown); });
 }
 
 void Screens::showBanners(NextBanner next) {
