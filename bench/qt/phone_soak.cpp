@@ -55,6 +55,8 @@ constexpr std::chrono::seconds kBackgroundLasts{8};
 constexpr std::chrono::seconds kBackgroundTime{5};
 constexpr std::chrono::seconds kShownFor{2};
 constexpr std::chrono::seconds kLookEvery{1};
+/// KiB: the stack of a thread, and the allocator's arena for it.
+constexpr double kOfLoop = 128;
 constexpr int kSamples = 100;
 constexpr int kTenth = kSamples / 10;
 /// One after the other; each has been out of range for a while when its turn comes again.
@@ -470,7 +472,7 @@ class Soak {
       isFlat = isFlat && isSteady;
     };
     tell("heap, KiB", &Held::heap, 16);
-    tell("resident, KiB", &Held::resident, 1024);
+    tell("resident, KiB", &Held::resident, 1024 + kOfLoop * phone_->counted.loops);
     tell("threads", &Held::threads, 1);
     tell("descriptors", &Held::descriptors, 1);
     return isFlat;
