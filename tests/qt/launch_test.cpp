@@ -93,6 +93,11 @@ TEST(StoreTest, SurvivesWhatIsWrongOnDisk) {
   EXPECT_THAT(store().ids(), ElementsAre(whole));
   EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files).size(), 1);
 
+  // The clock has been put back since.
+  write(file(whole), contentOf(file(whole)).replace(posted, 13, "9000000000000"));
+  const QString later = store().add(kNotification);
+  EXPECT_THAT(store().ids(), ElementsAre(whole, later));
+
   // Where nothing can be written, this process at least knows.
   Store unwritten(file(whole), json);
   EXPECT_TRUE(unwritten.take(unwritten.add(kNotification)));

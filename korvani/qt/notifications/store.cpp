@@ -53,6 +53,8 @@ Store::Store(const QString& folder, const platform::JSONSerialization& json)
     const QString id = file.chopped(kSuffix.size());
     auto kept = isId(id) ? read(id) : std::nullopt;
     if (kept && kept->posted > now() - kOldest) {
+      // What comes now comes later, whatever the clock says.
+      lastPosted_ = std::max(lastPosted_, kept->posted);
       kept_.emplace(id, std::move(*kept));
     } else {
       if (!kept) qCWarning(phoneLog, "%s is damaged: removed", qUtf8Printable(fileOf(id)));
