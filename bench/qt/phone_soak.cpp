@@ -55,8 +55,9 @@ constexpr std::chrono::seconds kBackgroundLasts{8};
 constexpr std::chrono::seconds kBackgroundTime{5};
 constexpr std::chrono::seconds kShownFor{2};
 constexpr std::chrono::seconds kLookEvery{1};
-/// KiB: the stack of a thread, and the allocator's arena for it.
-constexpr double kOfLoop = 128;
+/// KiB that a thread which has allocated a little keeps: its stack, and the allocator's arena for
+/// it.
+constexpr double kOfLoop = 108;
 constexpr int kSamples = 100;
 constexpr int kTenth = kSamples / 10;
 /// One after the other; each has been out of range for a while when its turn comes again.
@@ -275,7 +276,7 @@ Held heldNow(int loops) {
   long pages = 0;
   std::ifstream("/proc/self/statm") >> size >> pages;
   return {static_cast<double>(bytesInUse()) / 1024,
-          static_cast<double>(pages * ::sysconf(_SC_PAGESIZE)) / 1024,
+          static_cast<double>(pages * ::sysconf(_SC_PAGESIZE)) / 1024 - kOfLoop * loops,
           entriesOf("/proc/self/task") - loops, entriesOf("/proc/self/fd")};
 }
 
@@ -333,8 +334,8 @@ class Soak {
   }
 
   bool run() {
-    std::printf("tenth  heap KiB  resident KiB  threads  descriptors  (threads without %s)\n",
-                "the reporting loops'");
+    std::printf("tenth  heap KiB  resident KiB  threads  descriptors  (without %s)\n",
+                "the reporting loops' threads");
     qt::runUntil([this] { return held_.size() == kSamples; });
     for (QTimer* timer : {&advertising_, &visiting_, &failing_, &hiding_, &looking_, &sampling_}) {
       timer->stop();
@@ -472,7 +473,7 @@ class Soak {
       isFlat = isFlat && isSteady;
     };
     tell("heap, KiB", &Held::heap, 16);
-    tell("resident, KiB", &Held::resident, 1024 + kOfLoop * phone_->counted.loops);
+    tell("resident, KiB", &Held::resident, 1024);
     tell("threads", &Held::threads, 1);
     tell("descriptors", &Held::descriptors, 1);
     return isFlat;
