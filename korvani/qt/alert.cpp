@@ -4,16 +4,19 @@
 #include <korvani/qt/canvas.h>
 #include <korvani/qt/cover.h>
 
+#include <QAbstractTextDocumentLayout>
 #include <QAccessible>
 #include <QLabel>
+#include <QPaintEvent>
 #include <QPushButton>
-#include <QTextBlockFormat>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QScroller>
+#include <QStyleOptionSlider>
 #include <QTextCursor>
 #include <QTextDocument>
-#include <QTextEdit>
 #include <algorithm>
 #include <cmath>
-#include <memory>
 
 namespace korvani::qt {
 namespace {
@@ -29,10 +32,69 @@ std::string shortenedText(const std::string& text) {
   return end == text.npos ? text : text.substr(0, end) + "\u2026";
 }
 
+/// Plain text, laid out once for a width, where Qt's editor does it for each step of being shown.
+class Message final : public QWidget {
+ public:
+  Message(const QString& text, const QFont& font, const QColor& color) {
+    setAccessibleName(text);
+    context_.palette.setColor(QPalette::Text, color);
+    QTextOption breaks;
+    breaks.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    document_.setDefaultTextOption(breaks);
+    document_.setDefaultFont(font);
+    document_.setDocumentMargin(0);
+    document_.setPlainText(text);
+    QTextBlockFormat format;
+    format.setAlignment(Qt::AlignHCenter);
+    format.setLineHeight(125, QTextBlockFormat::ProportionalHeight);
+    QTextCursor all(&document_);
+    all.select(QTextCursor::Document);
+    all.mergeBlockFormat(format);
+  }
+
+  /// Takes the height that the text needs.
+  void setWidth(int width) {
+    if (width != this->width()) document_.setTextWidth(width);
+    resize(width, static_cast<int>(std::ceil(document_.size().height())));
+  }
+
+ protected:
+  void paintEvent(QPaintEvent* event) override {
+    QPainter painter(this);
+    context_.clip = event->rect();
+    document_.documentLayout()->draw(&painter, context_);
+  }
+
+ private:
+  QTextDocument document_;
+  QAbstractTextDocumentLayout::PaintContext context_;
+};
+
+/// A slim one, and plain: to draw the style's, Qt would wait for threads of its own.
+class SlimScrollBar final : public QScrollBar {
+ public:
+  explicit SlimScrollBar(const QColor& color) : QScrollBar(Qt::Vertical), color_(color) {}
+
+ protected:
+  void paintEvent(QPaintEvent*) override {
+    QStyleOptionSlider option;
+    initStyleOption(&option);
+    QRect slider =
+        style()->subControlRect(QStyle::CC_ScrollBar, &option, QStyle::SC_ScrollBarSlider, this);
+    slider.adjust(slider.width() - 2 * kWidth, 0, -kWidth, 0);
+    QPainter(this).fillRect(slider, color_);
+  }
+
+ private:
+  static constexpr int kWidth = 4;
+  const QColor color_;
+};
+
 class AlertCover final : public Cover {
  public:
   AlertCover(QWidget* canvas, const platform::Alert& alert)
-      : Cover(canvas, Order::kAlert), colors_(CardColors::of(palette())) {
+      : Cover(canvas, Order::kAlert), colors_(CardColors::of(palette())), dim_(2, 1) {
+    dim_.fill(QColor(0, 0, 0, 110));
     setObjectName("korvaniAlert");
     setAccessibleName(QString::fromStdString(alert.message));
     makeTitle(alert.title);
@@ -58,35 +120,30 @@ class AlertCover final : public Cover {
     const int inner = width - 2 * kPadding;
     const int titleHeight = title_->text().isEmpty() ? 0 : title_->heightForWidth(inner) + 8;
     const int around = 2 * kPadding + titleHeight + kButtonHeight;
+    message_->setWidth(inner);
     const int textHeight =
-        std::min(messageHeight(inner), std::max(0, window.height() - around - 2 * kPadding));
+        std::min(message_->height(), std::max(0, window.height() - around - 2 * kPadding));
 
     card_ = QRect(0, 0, width, around + textHeight);
     card_.moveCenter(rect().center());
     const QPoint text = card_.topLeft() + QPoint(kPadding, kPadding);
     title_->setGeometry(QRect(text, QSize(inner, titleHeight)));
-    message_->setGeometry(QRect(text + QPoint(0, titleHeight), QSize(inner, textHeight)));
+    // As far as the card's edge, where a scroll bar has room.
+    scrolled_->setGeometry(text.x(), text.y() + titleHeight, inner + kPadding, textHeight);
     button_->setGeometry(card_.left(), card_.bottom() + 1 - kButtonHeight, width, kButtonHeight);
     shapeChanged();
   }
 
   void paintEvent(QPaintEvent*) override {
     QPainter painter(this);
-    painter.fillRect(rect(), QColor(0, 0, 0, 110));
+    // Stretched pixels: with a colour to fill, Qt would wait for threads of its own.
+    painter.drawPixmap(rect(), dim_);
     paintCard(painter, card_, kRadius, colors_.fill);
     painter.setPen(QPen(colors_.line, 1));
-    painter.setRenderHint(QPainter::Antialiasing, false);
     painter.drawLine(button_->geometry().topLeft(), button_->geometry().topRight());
   }
 
  private:
-  /// Asked of a copy: the editor lays out its own document only while it is visible.
-  int messageHeight(int width) const {
-    const std::unique_ptr<QTextDocument> copy(message_->document()->clone());
-    copy->setTextWidth(width);
-    return static_cast<int>(std::ceil(copy->size().height()));
-  }
-
   void makeTitle(const std::optional<std::string>& text) {
     title_ = new QLabel(text ? QString::fromStdString(*text) : QString(), this);
     title_->setTextFormat(Qt::PlainText);
@@ -102,29 +159,19 @@ class AlertCover final : public Cover {
   }
 
   void makeMessage(const std::string& text) {
-    message_ = new QTextEdit(this);
-    message_->setObjectName("message");
-    message_->setReadOnly(true);
-    message_->setFocusPolicy(Qt::NoFocus);
-    message_->setFrameShape(QFrame::NoFrame);
-    message_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    message_->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    message_->viewport()->setAutoFillBackground(false);
-    message_->document()->setDocumentMargin(0);
     QFont plain = font();
     plain.setPixelSize(15);
-    message_->setFont(plain);
-    QPalette colored = palette();
-    colored.setColor(QPalette::Text, colors_.text);
-    message_->setPalette(colored);
-    message_->setPlainText(QString::fromStdString(text));
-
-    QTextBlockFormat format;
-    format.setAlignment(Qt::AlignHCenter);
-    format.setLineHeight(125, QTextBlockFormat::ProportionalHeight);
-    QTextCursor all(message_->document());
-    all.select(QTextCursor::Document);
-    all.mergeBlockFormat(format);
+    message_ = new Message(QString::fromStdString(text), plain, colors_.text);
+    scrolled_ = new QScrollArea(this);
+    scrolled_->setObjectName("message");
+    scrolled_->setFocusPolicy(Qt::NoFocus);
+    scrolled_->setFrameShape(QFrame::NoFrame);
+    scrolled_->setVerticalScrollBar(new SlimScrollBar(colors_.quietText));
+    scrolled_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    scrolled_->setWidget(message_);
+    message_->setAutoFillBackground(false);
+    scrolled_->viewport()->setAutoFillBackground(false);
+    QScroller::grabGesture(scrolled_->viewport());
   }
 
   void makeButton(const std::string& text) {
@@ -142,9 +189,11 @@ class AlertCover final : public Cover {
   }
 
   const CardColors colors_;
+  QPixmap dim_;
   QRect card_;
   QLabel* title_ = nullptr;
-  QTextEdit* message_ = nullptr;
+  QScrollArea* scrolled_ = nullptr;
+  Message* message_ = nullptr;
   QPushButton* button_ = nullptr;
 };
 

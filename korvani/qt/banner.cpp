@@ -183,6 +183,7 @@ class BannerCard final : public Layer {
       icon.paint(&painter, tile);
       return;
     }
+    painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setBrush(colors_.accent);
     painter.drawRoundedRect(tile, 9, 9);

@@ -96,6 +96,6 @@ constexpr int kCardShadow = 18;
 QRegion cardShape(const QRect& card, double radius);
 
 /// A rounded card with a soft shadow around it.
-void paintCard(QPainter& painter, const QRectF& card, double radius, const QColor& fill);
+void paintCard(QPainter& painter, const QRect& card, int radius, const QColor& fill);
 
 }  // namespace korvani::qt
