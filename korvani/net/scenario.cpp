@@ -17,8 +17,7 @@ Value describedRecord(const Record& record) {
 
 }  // namespace
 
-void Korvani::requestAPIForBeacon(const platform::Beacon& beacon) {
-  if (beacon.proximity == platform::kProximityUnknown) return;
+void Korvani::requestScenario(const platform::Beacon& beacon) {
   const auto event = proximityWord(beacon.proximity);
   const Record record = scenarioRecord(beacon, *event, sharedInstance()->userID_);
   if (debug()) logLine("PARAMS -- ", describedRecord(record));

@@ -144,7 +144,10 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   void showErrorMessage(const platform::Value& message);
   void requestConfiguration();
   void configurationReceived(const platform::Value& answer);
-  void requestAPIForBeacon(const platform::Beacon& beacon);
+  void requestAPIForBeacon(const platform::Beacon& beacon) {
+    if (beacon.proximity != platform::kProximityUnknown) requestScenario(beacon);
+  }
+  void requestScenario(const platform::Beacon& beacon);
   void scenarioReceived(const platform::Value& answer);
   Record scenarioRecord(const platform::Beacon& beacon, std::string event,
                         const std::optional<std::string>& userID) const;
