@@ -328,7 +328,7 @@ TEST_F(ScreensTest, AlertsAreShownInTurnAndAnswered) {
   EXPECT_LT(message()->widget()->accessibleName().size(), 5000);
   EXPECT_TRUE(host_->rect().contains(button("OK")->geometry())) << "a long text scrolls";
   QWidget* const text = message()->viewport();
-  QPointingDevice* const finger = QTest::createTouchDevice();
+  static QPointingDevice* const finger = QTest::createTouchDevice();
   QTest::touchEvent(text, finger).press(0, {50, 90}, text);
   QTest::touchEvent(text, finger).move(0, {50, 10}, text);
   EXPECT_EQ(QScroller::scroller(text)->state(), QScroller::Dragging);
