@@ -1,5 +1,5 @@
 // What the kit costs a host: start time, memory and mapped libraries of a bare one beside the same
-// with the kit, in runs that take turns.
+// with libcurl alone and with the kit, in runs that take turns.
 #include <bench/figure.h>
 #include <time.h>
 
@@ -20,8 +20,11 @@ constexpr int kRuns = 40;
 constexpr double kMostMilliseconds = 10;
 constexpr double kMostMebibytes = 8;
 
-constexpr std::array kNames{"start, ms", "of it work", "PSS, MiB", "RSS, MiB", "libraries"};
-using Sample = std::array<double, kNames.size()>;
+/// What a host prints of itself.
+enum Quantity : std::size_t { kStart, kWork, kPss, kDirty, kRss, kLibraries, kQuantities };
+constexpr std::array<const char*, kQuantities> kNames{"start, ms",  "of it work", "PSS, MiB",
+                                                      "dirty, MiB", "RSS, MiB",   "libraries"};
+using Sample = std::array<double, kQuantities>;
 
 /// The lower quartile: what else the machine does meanwhile only ever adds.
 double typical(std::vector<double> values) {
@@ -47,8 +50,7 @@ bool measure(const char* host, Sample& sample) {
   for (std::size_t i = 0; i < sample.size(); ++i) {
     sample[i] = numbers[static_cast<qsizetype>(i)].toDouble();
   }
-  sample[2] /= 1024;
-  sample[3] /= 1024;
+  for (const Quantity kibibytes : {kPss, kDirty, kRss}) sample[kibibytes] /= 1024;
   return true;
 }
 
@@ -65,31 +67,41 @@ int main(int argc, char** argv) {
   const korvani::qt::PrivateBus bus;
   namespace bench = korvani::bench;
 
-  constexpr std::array kHosts{BARE_HOST, KIT_HOST};
-  std::array<std::array<std::vector<double>, kNames.size()>, kHosts.size()> results;
+  enum Host : std::size_t { kBare, kWithLibcurl, kWithKit, kHosts };
+  constexpr std::array<const char*, kHosts> kPrograms{BARE_HOST, LIBCURL_HOST, KIT_HOST};
+  std::array<std::array<std::vector<double>, kQuantities>, kHosts> results;
   for (int run = -1; run < kRuns; ++run) {  // one before, to fill the caches
-    for (std::size_t host = 0; host < kHosts.size(); ++host) {
+    for (std::size_t host = 0; host < kHosts; ++host) {
       Sample sample{};
-      if (!measure(kHosts[host], sample)) {
-        std::fprintf(stderr, "host_bench: %s does not run\n", kHosts[host]);
+      if (!measure(kPrograms[host], sample)) {
+        std::fprintf(stderr, "host_bench: %s does not run\n", kPrograms[host]);
         return 2;
       }
       if (run < 0) continue;
-      for (std::size_t i = 0; i < sample.size(); ++i) results[host][i].push_back(sample[i]);
+      for (std::size_t i = 0; i < kQuantities; ++i) results[host][i].push_back(sample[i]);
     }
   }
 
-  std::printf("%d runs of each in turn, lower quartiles\n\n%-12s%10s%10s%12s%8s\n", kRuns, "",
-              "bare", "with kit", "difference", "ratio");
-  std::array<double, kNames.size()> differences{};
-  for (std::size_t i = 0; i < kNames.size(); ++i) {
-    const double bare = typical(results[0][i]);
-    const double kit = typical(results[1][i]);
-    differences[i] = kit - bare;
-    std::printf("%-12s%10.1f%10.1f%+12.1f%8.2f\n", kNames[i], bare, kit, kit - bare, kit / bare);
+  std::printf("%d runs of each in turn, lower quartiles\n\n%-12s%10s%14s%10s%12s\n", kRuns, "",
+              "bare", "with libcurl", "with kit", "difference");
+  /// What a host with libcurl, with the kit, has more than the bare one.
+  std::array<Sample, kHosts> more{};
+  for (std::size_t i = 0; i < kQuantities; ++i) {
+    const double bare = typical(results[kBare][i]);
+    for (const Host host : {kWithLibcurl, kWithKit})
+      more[host][i] = typical(results[host][i]) - bare;
+    std::printf("%-12s%10.1f%14.1f%10.1f%+12.1f\n", kNames[i], bare, bare + more[kWithLibcurl][i],
+                bare + more[kWithKit][i], more[kWithKit][i]);
   }
   std::printf("\n");
-  bench::printUnder("start of a host, more with the kit", differences[0], kMostMilliseconds, "ms");
-  bench::printUnder("memory of a host, more with the kit", differences[2], kMostMebibytes, "MiB");
+  bench::printUnder("start of a host, more with the kit", more[kWithKit][kStart], kMostMilliseconds,
+                    "ms");
+  bench::printUnder("memory of a host that it shares with none, more with the kit",
+                    more[kWithKit][kDirty], kMostMebibytes, "MiB");
+  bench::print(
+      {"memory of a host (PSS), more with the kit", bench::text(more[kWithKit][kPss], "MiB"),
+       "libcurl alone: " + bench::text(more[kWithLibcurl][kPss], "MiB"),
+       bench::text(more[kWithKit][kPss] / more[kWithLibcurl][kPss], "", 2),
+       "under " + bench::text(kMostMebibytes, "MiB", 0), more[kWithKit][kPss] < kMostMebibytes});
   return 0;
 }
