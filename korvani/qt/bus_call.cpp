@@ -1,14 +1,40 @@
-// A watcher for each call, which goes with the answer or with the receiver.
+// An object for each call, which goes with the answer or with the receiver.
 #include <korvani/qt/bus_call.h>
 
 #include <QDBusError>
-#include <QDBusPendingCallWatcher>
 #include <QDBusServiceWatcher>
 #include <QObject>
 #include <memory>
 #include <utility>
 
 namespace korvani::qt {
+
+namespace {
+
+/// Told of the answer in the order in which the bus sent it, and once: Qt's own watcher tells an
+/// answer that came before the watcher was made after signals that came later, or tells it twice.
+class AwaitedAnswer final : public QObject {
+  Q_OBJECT
+
+ public:
+  using Answered = std::function<void(const QDBusMessage& answer)>;
+
+  AwaitedAnswer(QObject* receiver, Answered answered)
+      : QObject(receiver), answered_(std::move(answered)) {}
+
+  Q_SLOT void receive(const QDBusMessage& answer) {
+    deleteLater();
+    // The receiver may go meanwhile, and this with it.
+    const Answered answered = std::move(answered_);
+    answered(answer);
+  }
+  Q_SLOT void fail(const QDBusError& error) { receive(QDBusMessage::createError(error)); }
+
+ private:
+  Answered answered_;
+};
+
+}  // namespace
 
 QDBusMessage newCall(const QString& service, const QString& path, const QString& interface,
                      const QString& method, const QVariantList& arguments) {
@@ -31,17 +57,15 @@ QDBusMessage newBusCall(const QString& method, const QVariantList& arguments) {
 
 void call(const QDBusConnection& bus, const QDBusMessage& message, QObject* receiver,
           std::function<void(const QDBusMessage& answer)> answered) {
+  auto* const awaited = new AwaitedAnswer(receiver, std::move(answered));
   // Without a connection Qt would answer nothing at all.
-  const auto pending =
-      bus.isConnected()
-          ? bus.asyncCall(message)
-          : QDBusPendingCall::fromError(QDBusError(QDBusError::Disconnected, QString()));
-  auto* watcher = new QDBusPendingCallWatcher(pending, receiver);
-  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, receiver,
-                   [answered = std::move(answered)](QDBusPendingCallWatcher* finished) {
-                     finished->deleteLater();
-                     answered(finished->reply());
-                   });
+  if (bus.isConnected() &&
+      bus.callWithCallback(message, awaited, SLOT(receive(QDBusMessage)), SLOT(fail(QDBusError)))) {
+    return;
+  }
+  QMetaObject::invokeMethod(
+      awaited, [awaited] { awaited->fail(QDBusError(QDBusError::Disconnected, QString())); },
+      Qt::QueuedConnection);
 }
 
 bool isError(const QDBusMessage& answer) { return answer.type() == QDBusMessage::ErrorMessage; }
@@ -72,3 +96,5 @@ void findService(const QDBusConnection& bus, const QString& service, QObject* re
 }
 
 }  // namespace korvani::qt
+
+#include "bus_call.moc"

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/qt/background_tasks.h>
+#include <korvani/qt/bus_call.h>
 #include <korvani/qt/lifecycle.h>
 #include <korvani/qt/phone.h>
 
@@ -117,6 +118,25 @@ TEST(PhoneTest, TellsTheHostOfTheBackgroundAndThenItsObservers) {
   runUntil([&] { return told.size() == 3; });
   EXPECT_THAT(told, ElementsAre("active", "background", "observer"));
   EXPECT_LE(phone->application().backgroundTimeRemaining(), 50);
+}
+
+TEST(BusCallTest, AnAnswerThatIsThereAtOnceIsToldBeforeWhatComesLater) {
+  const PrivateBus bus;
+  std::vector<std::string> told;
+  QObject receiver;
+  const auto session = QDBusConnection::sessionBus();
+  // Nobody is there; of itself the process knows so without asking the bus.
+  call(session,
+       newCall(session.baseService(), QStringLiteral("/none"), QStringLiteral("none.None"),
+               QStringLiteral("None")),
+       &receiver, [&](const QDBusMessage& answer) {
+         EXPECT_TRUE(isError(answer));
+         told.emplace_back("answer");
+       });
+  QMetaObject::invokeMethod(
+      &receiver, [&] { told.emplace_back("later"); }, Qt::QueuedConnection);
+  settle();
+  EXPECT_THAT(told, ElementsAre("answer", "later"));
 }
 
 class SleepTest : public testing::Test {
