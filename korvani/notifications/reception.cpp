@@ -8,7 +8,9 @@ namespace korvani {
 using platform::Value;
 
 void Korvani::didReceiveLocalNotification(const Value& userInfo) {
-  tellHostCalled("didReceiveLocalNotification", {{"userInfo", userInfo}});
+  tellHostCalled("didReceiveLocalNotification", [&] {
+    return Value::Dictionary{{"userInfo", userInfo}};
+  });
   localNotificationOpened(userInfo);
 }
 

@@ -24,7 +24,7 @@ void Korvani::sendLocalNotificationWithUserInfo(const Value& scenario) const {
 }
 
 void Korvani::sendLocalNotification(const std::string& text) const {
-  tellHostCalled("sendLocalNotification", {{"text", text}});
+  tellHostCalled("sendLocalNotification", [&] { return Value::Dictionary{{"text", text}}; });
   guarded([&] { schedule(text, {}); });
 }
 

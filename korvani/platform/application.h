@@ -28,6 +28,7 @@ inline constexpr BackgroundTaskIdentifier kBackgroundTaskInvalid = 0;
 /// The types of `registerUserNotificationSettings` are a sum of these.
 enum UserNotificationType : unsigned { kBadge = 1, kSound = 2, kAlert = 4 };
 
+/// Told on the main thread; the one button is 0.
 class AlertDelegate {
  public:
   virtual ~AlertDelegate() = default;

@@ -107,7 +107,7 @@ class LocationManager {
 class LocationService {
  public:
   virtual ~LocationService() = default;
-  /// Main thread.
+  /// Main thread. Null where there is none: the kit goes on without it.
   virtual std::shared_ptr<LocationManager> newLocationManager() = 0;
 };
 

@@ -9,7 +9,7 @@ namespace korvani::platform {
 
 /// The application has gone into the background.
 inline constexpr std::string_view kApplicationDidEnterBackgroundNotification =
-    "UIApplicationDidEnterBackgroundNotification";
+    "applicationDidEnterBackground";
 
 /// Main thread. Observers are told on the main thread, in the order in which they were added, once
 /// for each time that they were added; they stay for the life of the process.

@@ -42,14 +42,14 @@ class KORVANI_EXPORT Platform {
   virtual Application& application() = 0;
   virtual WebViews& webViews() = 0;
 
-  // What a phone that records wants to know; all others leave it. Main thread.
+  // For phones that record; any other phone leaves both as they are. Main thread.
   /// The host calls this class-level operation, with arguments as a replay script names them.
   virtual void hostCalled(std::string_view operation, const Value& arguments);
   /// The user let go inside this button.
   virtual void buttonTouched(const Button& button);
 
-  /// Makes this the phone of the process, before the start call. The first one stays, for the life
-  /// of the process; false when there is one already or none is given.
+  /// Main thread. Makes this the phone of the process, before the start call. The first one stays,
+  /// for the life of the process; false when there is one already or none is given.
   static bool install(std::shared_ptr<Platform> platform);
   /// Null before `install`. Any thread.
   static Platform* installed();

@@ -19,6 +19,7 @@ class Queue {
 
 enum class QueuePriority { kDefault = 0, kHigh = 2 };
 
+/// Any thread.
 class Queues {
  public:
   virtual ~Queues() = default;
@@ -29,7 +30,8 @@ class Queues {
   /// Runs its jobs side by side on threads of its own; a job that blocks holds up no other one.
   virtual Queue& globalQueue(QueuePriority priority) = 0;
   /// A new background queue that runs its jobs one after another; it finishes what it was given
-  /// though the caller lets go of it.
+  /// though the caller lets go of it. Null where none can be made: the request that it was for
+  /// fails.
   virtual std::shared_ptr<Queue> newOperationQueue() = 0;
 };
 

@@ -15,6 +15,7 @@ class UserDefaults {
   virtual ~UserDefaults() = default;
   /// Null when nothing is stored under the key.
   virtual Value objectForKey(std::string_view key) const = 0;
+  /// Null removes the key.
   virtual void setObject(const Value& value, std::string_view key) = 0;
   /// Returns when everything set so far is on disk, or has failed to get there.
   virtual void synchronize() = 0;

@@ -55,8 +55,9 @@ class KORVANI_EXPORT Value {
   bool isNull() const { return std::holds_alternative<std::monostate>(content_); }
   bool isDictionary() const { return dictionary() != nullptr; }
 
-  // Each answers null (or no value) when the value is of another kind. What a pointer points to
-  // lives as long as some copy of this value.
+  // Each answers null when the value is of another kind. What a pointer points to lives as long as
+  // this value, and until it is assigned to; what stands in an array or a dictionary, as long as
+  // some copy of it.
   const bool* boolean() const { return std::get_if<bool>(&content_); }
   const std::int64_t* integer() const { return std::get_if<std::int64_t>(&content_); }
   /// Only integers above the range of int64_t are held so.
@@ -69,7 +70,8 @@ class KORVANI_EXPORT Value {
 
   /// Is the key there, whatever its value, null included? False for what is no dictionary.
   bool has(std::string_view key) const;
-  /// The value under the key; null when there is none, or when this is no dictionary.
+  /// The value under the key, which lives as long as some copy of this one; null when there is
+  /// none, or when this is no dictionary.
   const Value& at(std::string_view key) const;
   /// A copy with the key set; from what is no dictionary, a dictionary of that key alone.
   Value with(std::string_view key, Value value) const;

@@ -3,7 +3,6 @@
 
 #include <exception>
 #include <string>
-#include <utility>
 
 namespace korvani {
 
@@ -19,12 +18,8 @@ void logLine(std::string_view text, const platform::Value& argument) {
   logLine(std::string(text) + argument.description());
 }
 
-void tellHostCalled(std::string_view operation, platform::Value::Dictionary arguments) {
-  guarded([&] {
-    if (auto* const phone = platform::Platform::installed()) {
-      phone->hostCalled(operation, std::move(arguments));
-    }
-  });
+void tellHostCalled(std::string_view operation) noexcept {
+  tellHostCalled(operation, [] { return platform::Value::Dictionary{}; });
 }
 
 void logDropped() noexcept {

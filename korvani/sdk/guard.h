@@ -15,9 +15,6 @@ inline platform::Platform& phone() { return *platform::Platform::installed(); }
 void logLine(std::string_view text);
 void logLine(std::string_view text, const platform::Value& argument);
 
-/// Tells the phone, which may record it, what the host calls.
-void tellHostCalled(std::string_view operation, platform::Value::Dictionary arguments = {});
-
 /// Says in the log what was caught; to be called while an exception is handled.
 void logDropped() noexcept;
 
@@ -30,5 +27,16 @@ void guarded(Work&& work) noexcept {
     logDropped();
   }
 }
+
+/// Tells the phone, which may record it, what the host calls; `arguments` makes the dictionary.
+template <typename Arguments>
+void tellHostCalled(std::string_view operation, Arguments&& arguments) noexcept {
+  guarded([&] {
+    if (auto* const phone = platform::Platform::installed()) {
+      phone->hostCalled(operation, arguments());
+    }
+  });
+}
+void tellHostCalled(std::string_view operation) noexcept;
 
 }  // namespace korvani

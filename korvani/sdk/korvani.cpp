@@ -17,7 +17,6 @@ namespace {
 constexpr std::string_view kBuiltInUUID = "5A1C0DE2-7B4E-4F19-9C3D-2E8B6F0A4D71";
 constexpr std::string_view kProductionURL = KORVANI_PRODUCTION_URL;
 constexpr std::string_view kQualificationURL = KORVANI_QUALIFICATION_URL;
-constexpr int kLightContent = 1;
 constexpr std::chrono::seconds kLaunchNotificationDelay{1};
 
 /// Never destroyed: request queues may still run while the process ends.
@@ -51,17 +50,13 @@ void Korvani::initWithAPIKey(std::optional<std::string> APIKey,
   guarded([&] {
     Value launch;
     if (localNotification) launch = Value().with("userInfo", localNotification->userInfo);
-    tellHostCalled("initWithAPIKey", {{"APIKey", valueOf(APIKey)},
-                                      {"localNotification", std::move(launch)},
-                                      {"isProd", isProd}});
-    if (!sharedInstance()) {
-      static std::once_flag once;
-      std::call_once(once, [] {
-        const std::shared_ptr<Korvani> created(new Korvani);
-        created->statusBarStyle_ = kLightContent;
-        sharedReference().store(created);
-      });
-    }
+    tellHostCalled("initWithAPIKey", [&] {
+      return Value::Dictionary{{"APIKey", valueOf(APIKey)},
+                               {"localNotification", std::move(launch)},
+                               {"isProd", isProd}};
+    });
+    static std::once_flag once;
+    std::call_once(once, [] { sharedReference().store(std::shared_ptr<Korvani>(new Korvani)); });
     const std::shared_ptr<Korvani> kit = sharedInstance();
     kit->korvaniUUID_.store(std::string(kBuiltInUUID));
     if (!APIKey) {
@@ -114,28 +109,31 @@ void Korvani::prepareStoredKeys() {
 }
 
 void Korvani::setDelegate(std::weak_ptr<KorvaniDelegate> delegate) {
-  tellHostCalled("setDelegate", {{"value", !delegate.expired()}});
+  tellHostCalled("setDelegate", [&] { return Value::Dictionary{{"value", !delegate.expired()}}; });
   if (const auto kit = sharedInstance()) kit->delegate_ = std::move(delegate);
 }
 
 void Korvani::setStatusBarStyle(int statusBarStyle) {
-  tellHostCalled("setStatusBarStyle", {{"value", statusBarStyle}});
+  tellHostCalled("setStatusBarStyle", [&] { return Value::Dictionary{{"value", statusBarStyle}}; });
   if (const auto kit = sharedInstance()) kit->statusBarStyle_ = statusBarStyle;
 }
 
 void Korvani::setColorBackground(std::optional<platform::Color> colorBackground) {
-  tellHostCalled("setColorBackground", {{"value", valueOf(colorBackground)}});
+  tellHostCalled("setColorBackground", [&] {
+    return Value::Dictionary{{"value", valueOf(colorBackground)}};
+  });
   if (const auto kit = sharedInstance()) kit->colorBackground_ = colorBackground;
 }
 
 void Korvani::setCloseButtonImage(std::shared_ptr<const platform::Image> buttonCloseImage) {
   // A script names a file, which an image is not.
-  if (!buttonCloseImage) tellHostCalled("setCloseButtonImage", {{"value", nullptr}});
+  if (!buttonCloseImage)
+    tellHostCalled("setCloseButtonImage", [&] { return Value::Dictionary{{"value", nullptr}}; });
   if (const auto kit = sharedInstance()) kit->buttonCloseImage_ = std::move(buttonCloseImage);
 }
 
 void Korvani::setDebugLogEnabled(bool debug) {
-  tellHostCalled("setDebugLogEnabled", {{"value", debug}});
+  tellHostCalled("setDebugLogEnabled", [&] { return Value::Dictionary{{"value", debug}}; });
   if (const auto kit = sharedInstance()) {
     kit->debug_.store(debug);
     guarded([&] { phone().log().setDebug(debug); });
@@ -143,12 +141,12 @@ void Korvani::setDebugLogEnabled(bool debug) {
 }
 
 void Korvani::setModeCustomView(bool modeCustomView) {
-  tellHostCalled("setModeCustomView", {{"value", modeCustomView}});
+  tellHostCalled("setModeCustomView", [&] { return Value::Dictionary{{"value", modeCustomView}}; });
   if (const auto kit = sharedInstance()) kit->modeCustomView_ = modeCustomView;
 }
 
 void Korvani::setUserId(std::optional<std::string> userID) {
-  tellHostCalled("setUserId", {{"value", valueOf(userID)}});
+  tellHostCalled("setUserId", [&] { return Value::Dictionary{{"value", valueOf(userID)}}; });
   if (const auto kit = sharedInstance()) kit->userID_ = std::move(userID);
 }
 

@@ -38,9 +38,10 @@ struct RangedBeacon {
   int proximity;
 };
 
-/// The shared kit object. All operations belong on the main thread and throw nothing. Before the
-/// first start call the class-level operations have no effect, and nothing remembers a setting made
-/// then. There is no stop: the shared instance lives until the process ends.
+/// The shared kit object. All operations but `sharedInstance` belong on the main thread, and none
+/// throws. Before the first start call the class-level operations have no effect, and nothing
+/// remembers a setting made then. There is no stop: the shared instance lives until the process
+/// ends.
 class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
                                      public platform::AlertDelegate,
                                      public std::enable_shared_from_this<Korvani> {
@@ -59,8 +60,8 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   static void setStatusBarStyle(int statusBarStyle);
   /// The pop-ups' background; black without one.
   static void setColorBackground(std::optional<platform::Color> colorBackground);
-  /// The image of the pop-ups' close button, which is 40 × 40 points; a white disc with a cross in
-  /// it without one.
+  /// The image of the pop-ups' close button, which is 40 × 40 points: one from the phone's
+  /// `images()`, scaled down where it is larger. A white disc with a cross in it without one.
   static void setCloseButtonImage(std::shared_ptr<const platform::Image> buttonCloseImage);
   /// Log lines for developers.
   static void setDebugLogEnabled(bool debug);
@@ -79,7 +80,7 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   /// opening is confirmed to the service. Anything but a dictionary is ignored.
   static void didReceiveLocalNotification(const platform::Value& userInfo);
 
-  /// Null before the first start call.
+  /// Any thread. Null before the first start call.
   static std::shared_ptr<Korvani> sharedInstance();
 
   // Offered to hosts; the kit itself never calls these three.
@@ -177,7 +178,7 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   std::optional<platform::DateFormatter> dateFormatterYYYYMMDD_;
   std::optional<platform::DateFormatter> dateFormatterGMT_;
   platform::Atomic<platform::UserDefaults*> standardUserDefaults_;
-  int statusBarStyle_ = 0;
+  int statusBarStyle_ = 1;
   std::optional<platform::Color> colorBackground_;
   std::shared_ptr<const platform::Image> buttonCloseImage_;
   std::optional<std::string> userID_;

@@ -35,7 +35,10 @@ Value SimulatedUserDefaults::objectForKey(std::string_view key) const {
 
 void SimulatedUserDefaults::setObject(const Value& value, std::string_view key) {
   recorder_.record("store", Value::Dictionary{{"set", key}, {"value", withDatesAsText(value)}});
-  put(key, value);
+  if (!value.isNull()) return put(key, value);
+  const std::lock_guard lock(mutex_);
+  const auto found = values_.find(key);
+  if (found != values_.end()) values_.erase(found);
 }
 
 void SimulatedUserDefaults::synchronize() {

@@ -10,7 +10,8 @@
 //   phone->advance(1s);
 //   EXPECT_EQ(phone->contents("notification").at(0).at("alertBody"), "Hello");
 //   phone->openNotification();
-//   EXPECT_EQ(phone->shown().at("controller"), "KorvaniView");
+//   phone->advance(1s);
+//   EXPECT_EQ(phone->shown().at("controller"), "KorvaniWebView");
 //
 // A phone made with LocationServiceKind::kRadio is told of advertisements in place of results.
 #pragma once

@@ -7,11 +7,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace korvani::platform {
 
 class WebView;
 
+/// Told on the main thread, never from inside `loadRequest`.
 class WebViewDelegate {
  public:
   virtual ~WebViewDelegate() = default;
@@ -45,7 +47,8 @@ class KORVANI_EXPORT WebView : public View, public std::enable_shared_from_this<
 class WebViews {
  public:
   virtual ~WebViews() = default;
-  /// Main thread. A phone that can show no pages gives a view that fails each load.
+  /// Main thread. A phone that can show no pages gives a view that fails each load, or null: the
+  /// pop-up then has its close button alone.
   virtual std::shared_ptr<WebView> newWebView(Rect frame) = 0;
 };
 

@@ -1,9 +1,9 @@
 // The Bluetooth daemon and its adapters, as they come and go.
 #pragma once
 
+#include <korvani/qt/bluetooth/backoff.h>
 #include <korvani/qt/bluetooth/bluez.h>
 #include <korvani/qt/bluetooth/object_reader.h>
-#include <korvani/qt/bluetooth/settings.h>
 #include <korvani/qt/bus_signal.h>
 
 #include <QDBusConnection>

@@ -1,8 +1,8 @@
 // Discovery on one adapter: kept running while it is wanted, whatever comes between.
 #pragma once
 
+#include <korvani/qt/bluetooth/backoff.h>
 #include <korvani/qt/bluetooth/bluez.h>
-#include <korvani/qt/bluetooth/settings.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>

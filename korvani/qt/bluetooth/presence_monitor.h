@@ -2,8 +2,8 @@
 #pragma once
 
 #include <korvani/platform/uuid.h>
+#include <korvani/qt/bluetooth/backoff.h>
 #include <korvani/qt/bluetooth/bluez.h>
-#include <korvani/qt/bluetooth/settings.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>

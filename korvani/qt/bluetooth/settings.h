@@ -1,13 +1,12 @@
 // The figures of the Bluetooth radio, each with where it comes from.
 #pragma once
 
-#include <algorithm>
 #include <chrono>
 #include <cstddef>
-#include <utility>
 
 namespace korvani::qt::bluetooth {
 
+/// All times are above 0.
 struct Settings {
   /// What is wanted is looked at so long after a change of it. Monitoring and ranging start one by
   /// one, in turns of the event loop of their own, and ask for one thing together.
@@ -35,20 +34,6 @@ struct Settings {
   std::chrono::milliseconds failureStandsFor{1000};
   /// Of more devices than ranging lists beacons nothing is remembered.
   std::size_t mostDevices = 1000;
-};
-
-/// How long to wait before each new attempt.
-class Backoff {
- public:
-  explicit Backoff(const Settings& settings)
-      : first_(settings.firstRetry), longest_(settings.longestRetry) {}
-  std::chrono::milliseconds next() { return std::exchange(next_, std::min(2 * next_, longest_)); }
-  void reset() { next_ = first_; }
-
- private:
-  std::chrono::milliseconds first_;
-  std::chrono::milliseconds longest_;
-  std::chrono::milliseconds next_ = first_;
 };
 
 }  // namespace korvani::qt::bluetooth
