@@ -76,3 +76,4 @@ write_basic_package_version_file(KorvaniConfigVersion.cmake COMPATIBILITY SameMi
 install(FILES "${PROJECT_BINARY_DIR}/KorvaniConfig.cmake"
               "${PROJECT_BINARY_DIR}/KorvaniConfigVersion.cmake"
         DESTINATION "${package_folder}" COMPONENT dev)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev)

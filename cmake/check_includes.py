@@ -21,11 +21,12 @@ ROOMS = {
     "korvani/codec": (["platform"], r"nlohmann/|png\.h$"),
     "korvani/simulator": (["platform", "location", "codec"], None),
     "korvani/qt": (["platform", "location", "codec"], r"Q|qt|curl/|sys/|[a-z]+\.h$"),
-    "demo": (["sdk", "platform", "location", "qt", "simulator"], r"Q|qt|nlohmann/|CLI/|sys/|[a-z]+\.h$"),
-    "tools": (
-        ["sdk", "platform", "location", "codec", "simulator", "qt"],
-        r"Q|nlohmann/|httplib\.h$|CLI/|sys/|arpa/|[a-z_]+\.h$",
-    ),
+    "demo": (["sdk", "platform", "qt", "simulator"], r"Q|qt|[a-z]+\.h$"),
+    "examples": (["sdk", "qt"], r"Q"),
+    "tools/beacons": (["sdk", "platform", "location", "codec", "qt"], r"Q|CLI/|[a-z_]+\.h$"),
+    "tools/fleet": (["sdk", "platform", "simulator"], r"nlohmann/|CLI/|sys/|[a-z_]+\.h$"),
+    "tools/replay": (["sdk", "platform", "codec", "simulator"], r"CLI/|[a-z_]+\.h$"),
+    "tools/service": (["sdk"], r"nlohmann/|httplib\.h$|CLI/|sys/|arpa/|[a-z_]+\.h$"),
 }
 
 STANDARD = set(

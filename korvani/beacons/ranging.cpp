@@ -20,8 +20,7 @@ bool isToReport(const platform::Beacon& beacon, const std::vector<RangedBeacon>&
   const auto last =
       std::find_if(previous.begin(), previous.end(),
                    [&](const RangedBeacon& earlier) { return isSameBeacon(earlier, beacon); });
-  // A new beacon is chosen though its proximity is unknown; the report then comes to nothing, but
-  // the asymmetry is meant.
+  // A new beacon is chosen though its proximity is unknown: its report comes to nothing.
   if (last == previous.end()) return true;
   return beacon.proximity != last->proximity && beacon.proximity != platform::kProximityUnknown;
 }

@@ -1,9 +1,8 @@
-// The parameter record of a reported beacon, in its three forms. Their differences are meant.
+// The parameter record of a reported beacon, whole and short.
 #include <korvani/net/parameters.h>
 #include <korvani/sdk/guard.h>
 #include <korvani/sdk/korvani.h>
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -50,8 +49,7 @@ std::int32_t batteryPercent(float batteryLevel) {
   return static_cast<std::int32_t>(std::round(static_cast<double>(level * 100.0F)));
 }
 
-Record Korvani::scenarioRecord(const platform::Beacon& beacon, std::string event,
-                               const std::optional<std::string>& userID) const {
+Record Korvani::scenarioRecord(const platform::Beacon& beacon, std::string event) const {
   const auto manager = locationManager_.load();
   const auto location = manager ? manager->location() : std::nullopt;
   platform::Device& device = phone().device();
@@ -70,7 +68,7 @@ Record Korvani::scenarioRecord(const platform::Beacon& beacon, std::string event
     record.emplace_back("latitude", degreesText(location->latitude));
     record.emplace_back("longitude", degreesText(location->longitude));
   }
-  if (userID) record.emplace_back("user_id", *userID);
+  if (userID_) record.emplace_back("user_id", *userID_);
   return record;
 }
 
@@ -80,7 +78,7 @@ std::optional<Record> Korvani::formParamForRequestAPIwithBeacon(const platform::
   std::optional<Record> record;
   const bool started = dateFormatterGMT_.has_value();
   if (!started || proximity == "UNKNOWN") return record;
-  guarded([&] { record = scenarioRecord(beacon, proximity, userID_); });
+  guarded([&] { record = scenarioRecord(beacon, proximity); });
   return record;
 }
 

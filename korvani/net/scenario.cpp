@@ -19,12 +19,13 @@ Value describedRecord(const Record& record) {
 
 void Korvani::requestScenario(const platform::Beacon& beacon) {
   const auto event = proximityWord(beacon.proximity);
-  const Record record = scenarioRecord(beacon, *event, sharedInstance()->userID_);
+  const Record record = scenarioRecord(beacon, *event);
   if (debug()) logLine("PARAMS -- ", describedRecord(record));
   requestPostWithUrl(
       "scenario", record,
       [kit = shared_from_this()](const Value& answer) { kit->scenarioReceived(answer); },
       [](const std::string& error) {
+        // Misspelt, and in another case than its sisters: developers look for it so.
         if (sharedInstance()->debug()) logLine("Error - rerquest scenario -- ", error);
       });
 }

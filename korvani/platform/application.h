@@ -6,7 +6,6 @@
 #include <korvani/platform/url.h>
 #include <korvani/platform/value.h>
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>

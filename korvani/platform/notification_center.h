@@ -2,7 +2,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
 #include <string_view>
 
 namespace korvani::platform {

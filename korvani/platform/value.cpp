@@ -6,7 +6,6 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <type_traits>
 
 namespace korvani::platform {
 namespace {

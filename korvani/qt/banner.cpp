@@ -124,7 +124,8 @@ class BannerCard final : public Layer {
     painter.setFont(nameFont);
     painter.setPen(colors_.quietText);
     painter.drawText(text + QPoint(0, metrics.ascent()),
-                     metrics.elidedText(hostName(), Qt::ElideRight, close_->x() - text.x()));
+                     metrics.elidedText(QGuiApplication::applicationDisplayName(), Qt::ElideRight,
+                                        close_->x() - text.x()));
     painter.setFont(sized(font(), 15));
     painter.setPen(colors_.text);
     for (const Line& line : lines_) painter.drawText(text + QPoint(0, line.baseline), line.text);
@@ -140,8 +141,6 @@ class BannerCard final : public Layer {
     QString text;
     int baseline;
   };
-
-  static QString hostName() { return QGuiApplication::applicationDisplayName(); }
 
   void slideTo(int y) {
     slide_.stop();
@@ -189,7 +188,8 @@ class BannerCard final : public Layer {
     painter.drawRoundedRect(tile, 9, 9);
     painter.setPen(Qt::white);
     painter.setFont(sized(font(), 19, QFont::DemiBold));
-    painter.drawText(tile, Qt::AlignCenter, hostName().left(1).toUpper());
+    painter.drawText(tile, Qt::AlignCenter,
+                     QGuiApplication::applicationDisplayName().left(1).toUpper());
   }
 
   const Motion& motion_;

@@ -209,7 +209,7 @@ class WidgetCanvas final : public Canvas {
   explicit WidgetCanvas(QWidget* widget) : widget_(widget) {}
 
   QWidget* widget() override {
-    if (!sheet_ && widget_ && holdsWindows()) {
+    if (!sheet_ && widget_ && holdsWindows(*widget_->window())) {
       QWindow* const host = widget_->window()->windowHandle();
       sheet_ = std::make_unique<ChildSheet>(host);
       sheet_->setPalette(widget_->palette());
@@ -227,12 +227,6 @@ class WidgetCanvas final : public Canvas {
   }
 
  private:
-  /// What is drawn in the window itself lies under all windows in it, such as a video's.
-  bool holdsWindows() const {
-    const QWindow* const host = widget_->window()->windowHandle();
-    return host && host->findChild<QWindow*>(QString(), Qt::FindDirectChildrenOnly);
-  }
-
   const QPointer<QWidget> widget_;
   std::unique_ptr<ChildSheet> sheet_;
 };

@@ -19,15 +19,16 @@
 #include <cmath>
 
 namespace korvani::qt {
-namespace {
-
-bool isBack(const QKeyEvent& key) {
-  return key.key() == Qt::Key_Escape || key.key() == Qt::Key_Back;
-}
 
 bool holdsWindows(const QWidget& window) {
   const QWindow* const native = window.windowHandle();
   return native && native->findChild<QWindow*>(QString(), Qt::FindDirectChildrenOnly);
+}
+
+namespace {
+
+bool isBack(const QKeyEvent& key) {
+  return key.key() == Qt::Key_Escape || key.key() == Qt::Key_Back;
 }
 
 QList<QKeySequence> shortcutsOf(const QObject* part) {
@@ -82,7 +83,6 @@ void Layer::raiseInOrder() {
   place(parentWidget()->size());
   show();
   for (Layer* layer : shownOn(parentWidget())) {
-    // What is drawn in the window itself lies under all windows in it, such as a video's.
     if (holdsWindows(*window())) layer->winId();
     layer->raise();
   }

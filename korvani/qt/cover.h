@@ -13,6 +13,9 @@ class QKeyEvent;
 
 namespace korvani::qt {
 
+/// What is drawn in such a window itself lies under all windows in it, such as a video's.
+bool holdsWindows(const QWidget& window);
+
 /// A child of the canvas that stands above its content. It dies with the canvas.
 class Layer : public QWidget {
  public:

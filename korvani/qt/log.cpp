@@ -1,4 +1,5 @@
 // Lines of the kit as information messages of a Qt logging category.
+#include <korvani/platform/utf8.h>
 #include <korvani/qt/log.h>
 
 #include <cstddef>
@@ -13,18 +14,8 @@ namespace {
 
 Q_LOGGING_CATEGORY(kitLog, "korvani")
 
+/// In characters.
 constexpr std::size_t kLongestLine = 4096;
-
-bool startsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }
-
-/// The first characters of UTF-8 text, as many as a line may have.
-std::string_view cut(std::string_view line) {
-  std::size_t characters = 0;
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    if (startsCharacter(line[i]) && ++characters > kLongestLine) return line.substr(0, i);
-  }
-  return line;
-}
 
 }  // namespace
 
@@ -37,7 +28,9 @@ Log::Log(ApplicationLife& life, std::function<QString()> describePhone)
 
 void Log::write(std::string_view line) {
   const ApplicationLife::Stay stay(life_);
-  if (stay) qCInfo(kitLog, "%s", std::string(cut(line)).c_str());
+  if (!stay) return;
+  const std::string shown(line.substr(0, platform::utf8Offset(line, kLongestLine)));
+  qCInfo(kitLog, "%s", shown.c_str());
 }
 
 void Log::setDebug(bool debug) {

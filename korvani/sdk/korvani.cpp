@@ -3,7 +3,6 @@
 #include <korvani/sdk/korvani.h>
 #include <korvani/sdk/stored_keys.h>
 
-#include <array>
 #include <chrono>
 #include <cstdio>
 #include <mutex>
@@ -27,13 +26,8 @@ platform::Atomic<std::shared_ptr<Korvani>>& sharedReference() {
 
 Value valueOf(const std::optional<std::string>& text) { return text ? Value(*text) : Value(); }
 
-/// "#rrggbb".
 Value valueOf(const std::optional<platform::Color>& color) {
-  if (!color) return {};
-  std::array<char, 8> text;
-  std::snprintf(text.data(), text.size(), "#%02x%02x%02x", unsigned{color->red},
-                unsigned{color->green}, unsigned{color->blue});
-  return text.data();
+  return color ? Value(color->hexText()) : Value();
 }
 
 }  // namespace
@@ -78,8 +72,8 @@ void Korvani::initialize() {
   if (debug()) logLine("INITIALIZE");
   // A step that fails costs what it is for, not the whole start.
   guarded([&] {
-    // The observer and its name speak of opposite directions; this pairing is meant. A second start
-    // adds it a second time.
+    // What it does is for the background, whatever its name says. A second start adds it a second
+    // time.
     phone().defaultNotificationCenter().addObserver(
         platform::kApplicationDidEnterBackgroundNotification,
         [kit = shared_from_this()] { guarded([&] { kit->applicationDidEnterInForeground(); }); });

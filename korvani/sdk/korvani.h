@@ -20,6 +20,10 @@
 
 namespace korvani {
 
+namespace ui {
+class PopUp;
+}
+
 /// Text parameters of a request, in the order in which they were made; a key stands once.
 using Record = std::vector<std::pair<std::string, std::string>>;
 
@@ -150,8 +154,7 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   }
   void requestScenario(const platform::Beacon& beacon);
   void scenarioReceived(const platform::Value& answer);
-  Record scenarioRecord(const platform::Beacon& beacon, std::string event,
-                        const std::optional<std::string>& userID) const;
+  Record scenarioRecord(const platform::Beacon& beacon, std::string event) const;
 
   // notifications: telling the user, and what follows when a notification is opened.
   static void localNotificationOpened(const platform::Value& userInfo);
@@ -163,6 +166,8 @@ class KORVANI_EXPORT Korvani final : public platform::LocationManagerDelegate,
   void launchViewWithInfos(const platform::Value& scenario);
   void launchWebViewWithInfos(const platform::Value& scenario);
   void openURI(const platform::Value& uri);
+  /// Gives the pop-up the host's settings, and loads its view.
+  void dress(ui::PopUp& popUp) const;
 
   // The state. What request queues touch as well as the main thread is atomic.
   platform::Atomic<bool> debug_;

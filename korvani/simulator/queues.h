@@ -7,6 +7,7 @@
 #include <korvani/simulator/settings.h>
 
 #include <memory>
+#include <utility>
 
 namespace korvani::simulator {
 

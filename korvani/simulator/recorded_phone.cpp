@@ -5,9 +5,6 @@
 #include <korvani/simulator/recorded_phone.h>
 #include <korvani/simulator/script_writer.h>
 
-#include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -20,29 +17,21 @@ namespace {
 
 using Dictionary = Value::Dictionary;
 
-std::string offsetText(std::chrono::minutes offset) {
-  const long minutes = std::labs(offset.count());
-  std::array<char, 48> text;
-  std::snprintf(text.data(), text.size(), "%c%02ld%02ld", offset.count() < 0 ? '-' : '+',
-                minutes / 60, minutes % 60);
-  return text.data();
-}
-
 class RecordedClock final : public Clock {
  public:
   RecordedClock(Clock& clock, ScriptWriter& script) : clock_(clock), script_(script) {}
 
   Date now() const override { return clock_.now(); }
   std::chrono::minutes utcOffset(Date date) const override {
-    const auto offset = clock_.utcOffset(date);
-    script_.note("utcOffset", offsetText(offset));
-    return offset;
+    script_.note("utcOffset", offset_.stringFromDate(date));
+    return clock_.utcOffset(date);
   }
   void sleepFor(std::chrono::milliseconds duration) override { clock_.sleepFor(duration); }
 
  private:
   Clock& clock_;
   ScriptWriter& script_;
+  const DateFormatter offset_{clock_, "Z"};
 };
 
 class RecordedUuids final : public RandomUuids {

@@ -1,9 +1,7 @@
 // The simulated phone's screens: nothing is drawn, everything is recorded.
 #include <korvani/simulator/screens.h>
 
-#include <array>
 #include <cmath>
-#include <cstdio>
 #include <initializer_list>
 #include <utility>
 
@@ -67,10 +65,7 @@ Value sizeOf(const std::shared_ptr<const platform::Image>& image) {
 }
 
 Value textOf(const std::optional<platform::Color>& color) {
-  if (!color) return {};
-  std::array<char, 8> text{};
-  std::snprintf(text.data(), text.size(), "#%02x%02x%02x", color->red, color->green, color->blue);
-  return text.data();
+  return color ? Value(color->hexText()) : Value();
 }
 
 /// Null for a view that is neither button, image nor page.

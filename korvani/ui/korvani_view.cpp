@@ -2,46 +2,26 @@
 #include <korvani/sdk/guard.h>
 #include <korvani/ui/korvani_view.h>
 #include <korvani/ui/korvani_web_view.h>
-#include <korvani/ui/pop_up.h>
 #include <korvani/ui/uri_pair.h>
 
 namespace korvani {
 
 using platform::Button;
-using platform::ControlEvent;
-using platform::ControlState;
 using platform::URL;
 using platform::Value;
 
 void KorvaniView::viewDidLoad() {
-  ViewController::viewDidLoad();
-  const auto on = [weak = std::weak_ptr(std::static_pointer_cast<KorvaniView>(shared_from_this()))](
-                      void (KorvaniView::*operation)(const std::shared_ptr<Button>&)) {
-    return [weak, operation](const std::shared_ptr<Button>& button) {
-      guarded([&] {
-        if (const auto popUp = weak.lock()) (popUp.get()->*operation)(button);
-      });
-    };
-  };
-  if (!imageButton_) imageButton_ = ui::defaultButtonCloseImage();
-  buttonClose_ = ui::newCloseButton(imageButton_);
-  buttonClose_->addAction(on(&KorvaniView::close), ControlEvent::kTouchUpInside);
-  view()->addSubview(buttonClose_);
-
+  PopUp::viewDidLoad();
   imageView_ = std::make_shared<platform::ImageView>(ui::contentFrame());
   imageView_->setContentMode(platform::ContentMode::kScaleAspectFit);
   view()->addSubview(imageView_);
 
   const auto tapArea = Button::buttonWithType(platform::ButtonType::kCustom);
-  // As high as the whole view, so it reaches below the screen's edge; that is meant.
+  // As high as the whole view, and so below the screen's edge, where nobody can tap.
   tapArea->setFrame({0, ui::kContentTop, view()->bounds().width, view()->bounds().height});
-  tapArea->addAction(on(&KorvaniView::imageTouchUpInside), ControlEvent::kTouchUpInside);
+  tapArea->addAction(ui::onTouch(shared_from_this(), &KorvaniView::imageTouchUpInside),
+                     platform::ControlEvent::kTouchUpInside);
   view()->addSubview(tapArea);
-}
-
-void KorvaniView::setImageButton(std::shared_ptr<const platform::Image> image) {
-  imageButton_ = std::move(image);
-  if (imageButton_ && buttonClose_) buttonClose_->setImage(imageButton_, ControlState::kNormal);
 }
 
 void KorvaniView::imageTouchUpInside(const std::shared_ptr<Button>&) {
@@ -58,7 +38,7 @@ void KorvaniView::imageTouchUpInside(const std::shared_ptr<Button>&) {
 void KorvaniView::pushWebPage(const Value& address) {
   // The page keeps the default close image and never logs; only style and colour are passed on.
   const auto page = std::make_shared<KorvaniWebView>();
-  page->setStatusBarStyle(statusBarStyle_);
+  page->setStatusBarStyle(preferredStatusBarStyle());
   page->view()->setBackgroundColor(view()->backgroundColor());
   if (const std::string* text = address.text()) page->setWebviewURL(*text);
   if (const auto navigation = navigationController()) navigation->pushViewController(page, true);
@@ -68,7 +48,7 @@ void KorvaniView::openURI(const Value& uri) {
   const ui::UriPair pair(uri);
   platform::Application& application = phone().application();
   const auto log = [this](const std::optional<URL>& url) {
-    if (debug_) logLine("ERROR - can't open URI ", url ? Value(url->absoluteString()) : Value());
+    if (debug()) logLine("ERROR - can't open URI ", url ? Value(url->absoluteString()) : Value());
   };
   if (application.openURL(pair.preferred)) {
     // The line says the opposite of what happened; developers know it so, and it stays.
@@ -77,9 +57,5 @@ void KorvaniView::openURI(const Value& uri) {
     log(pair.fallback);
   }
 }
-
-void KorvaniView::close(const std::shared_ptr<Button>&) { dismissViewControllerAnimated(true); }
-
-void KorvaniView::didReceiveMemoryWarning() { ViewController::didReceiveMemoryWarning(); }
 
 }  // namespace korvani

@@ -42,18 +42,22 @@ void fetchAndPresent(const platform::URL& address, const std::shared_ptr<Korvani
   if (!image) return;
   phone().queues().mainQueue().async(
       [view, image] { guarded([&] { view->imageView()->setImage(image); }); });
-  // Presented from this thread, without waiting for the image to be set; that is meant.
+  // Presented from this thread, without waiting for the image to be set: the slide takes longer.
   replaceAndPresent(navigation);
 }
 
 }  // namespace
 
+void Korvani::dress(ui::PopUp& popUp) const {
+  if (buttonCloseImage_) popUp.setImageButton(buttonCloseImage_);
+  popUp.setStatusBarStyle(statusBarStyle_);
+  popUp.view()->setBackgroundColor(colorBackground_.value_or(platform::Color::blackColor()));
+  popUp.setDebug(debug());
+}
+
 void Korvani::launchViewWithInfos(const Value& scenario) {
   const auto view = std::make_shared<KorvaniView>();
-  if (buttonCloseImage_) view->setImageButton(buttonCloseImage_);
-  view->setStatusBarStyle(statusBarStyle_);
-  view->view()->setBackgroundColor(colorBackground_.value_or(platform::Color::blackColor()));
-  view->setDebug(debug());
+  dress(*view);
   const auto navigation = NavigationController::initWithRootViewController(view);
   navigation->setNavigationBarHidden(true);
   if (debug()) logLine("OPEN IMAGE -- ", scenario);
@@ -70,10 +74,7 @@ void Korvani::launchViewWithInfos(const Value& scenario) {
 
 void Korvani::launchWebViewWithInfos(const Value& scenario) {
   const auto view = std::make_shared<KorvaniWebView>();
-  if (buttonCloseImage_) view->setImageButton(buttonCloseImage_);
-  view->setStatusBarStyle(statusBarStyle_);
-  view->view()->setBackgroundColor(colorBackground_.value_or(platform::Color::blackColor()));
-  view->setDebug(debug());
+  dress(*view);
   const std::string* address = scenario.at("url").text();
   if (debug()) logLine("OPEN WEBVIEW -- ", address ? Value(*address) : Value());
   if (!address) return;

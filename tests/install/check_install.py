@@ -4,6 +4,7 @@ import argparse
 import os
 import pathlib
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -158,23 +159,20 @@ def check_start(prefix, folder):
     check(not missing, f"the service is asked for {missing}:\n{said}")
 
 
-def check_example(prefix, folder):
-    """The host of Qt Widgets, built in both ways, asks a service. Without Qt the rest is found."""
-    folder.mkdir()
-    (folder / "main.cpp").write_bytes((ROOT / "examples/widgets_host.cpp").read_bytes())
-    (folder / "CMakeLists.txt").write_text("""cmake_minimum_required(VERSION 3.25)
-project(example LANGUAGES CXX)
+def check_examples(prefix, folder):
+    """The hosts that come with the packages, and one of them built without CMake, ask a service.
+    Without Qt the rest is found."""
+    shutil.copytree(prefix / "share/doc/korvani/examples", folder)
+    (folder / "core").mkdir()
+    (folder / "core/CMakeLists.txt").write_text("""cmake_minimum_required(VERSION 3.25)
+project(core LANGUAGES CXX)
 find_package(Korvani REQUIRED COMPONENTS Simulator OPTIONAL_COMPONENTS Qt)
-if(Korvani_Qt_FOUND)
-  add_executable(by-cmake main.cpp)
-  target_link_libraries(by-cmake PRIVATE Korvani::korvani Korvani::qt)
-endif()
 """)
     here = dict(cwd=folder, env=reader(prefix, folder) | {"QT_QPA_PLATFORM": "offscreen"})
-    run("cmake", "-DCMAKE_DISABLE_FIND_PACKAGE_Qt6=ON", "-B", "without-qt", **here)
-    run("bash", "-ec", "cmake . && cmake --build . && "
-        "g++ -std=c++20 -fPIC main.cpp -o by-pkg-config $(pkg-config --cflags --libs korvani-qt)", **here)
-    for host in ("by-cmake", "by-pkg-config"):
+    run("cmake", "-DCMAKE_DISABLE_FIND_PACKAGE_Qt6=ON", "-S", "core", "-B", "without-qt", **here)
+    run("bash", "-ec", "cmake . && cmake --build . && g++ -std=c++20 -fPIC widgets_host.cpp "
+        "-o by-pkg-config $(pkg-config --cflags --libs korvani-qt)", **here)
+    for host in ("korvani_widgets_host", "korvani_quick_host", "by-pkg-config"):
         with subprocess.Popen([folder / host], stderr=subprocess.PIPE, text=True, **here) as running:
             check(any("request" in line for line in running.stderr), f"{host} asks a service")
             running.terminate()
@@ -194,7 +192,7 @@ def main():
         check_tools(prefix)
         check_embedding(folder / "embedding")
         check_testing(prefix, folder / "testing")
-        check_example(prefix, folder / "example")
+        check_examples(prefix, folder / "examples")
         check_start(prefix, folder / "start")
 
 

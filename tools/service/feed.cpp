@@ -1,8 +1,6 @@
 // The events of the live page.
 #include "feed.h"
 
-#include <utility>
-
 namespace korvani::service {
 
 Feed::Event Feed::event(const char* name, const std::string& line) {

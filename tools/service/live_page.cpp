@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <random>
-#include <stdexcept>
 #include <utility>
 
 #include "page.h"

@@ -1,7 +1,10 @@
 // An opaque colour.
 #pragma once
 
+#include <korvani/platform/export.h>
+
 #include <cstdint>
+#include <string>
 
 namespace korvani::platform {
 
@@ -11,6 +14,8 @@ struct Color {
   std::uint8_t blue = 0;
 
   static constexpr Color blackColor() { return {}; }
+  /// "#rrggbb".
+  KORVANI_EXPORT std::string hexText() const;
   friend bool operator==(const Color&, const Color&) = default;
 };
 
