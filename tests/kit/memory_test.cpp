@@ -67,6 +67,10 @@ Outcome visitWithLittleMemory(rlim_t left) {
   phone->advance(1s);
   const Outcome outcome = visit(*phone, 1);
   ::setrlimit(RLIMIT_AS, &usual);
+  constexpr platform::Point kCross{22, 42};
+  phone->tap(kCross);
+  phone->advance(1s);
+  if (!phone->shown().isNull()) return kBrokenForEver;
   const std::size_t before = phone->notifications().size();
   const bool isWell = visit(*phone, 2) == kShown && phone->notifications().size() > before;
   return isWell ? outcome : kBrokenForEver;
