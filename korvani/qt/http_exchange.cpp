@@ -151,7 +151,13 @@ HttpExchange::Handle HttpExchange::releaseHandle() {
 
 std::string_view HttpExchange::errorText(CURLcode result) const {
   if (stopped_ != nullptr) return stopped_;
-  if (result == CURLE_OUT_OF_MEMORY) return "no memory for the request";
+  if (result == CURLE_OUT_OF_MEMORY) {
+    // libcurl says so too of a line in the head of an answer that is longer than it takes.
+    curl_off_t firstByte = 0;
+    libCurl().easy_getinfo(handle_.get(), CURLINFO_STARTTRANSFER_TIME_T, &firstByte);
+    return firstByte > 0 ? "no memory for the answer, or a line of its head is too long"
+                         : "no memory for the request";
+  }
   return errorBuffer_[0] != '\0' ? errorBuffer_.data() : libCurl().easy_strerror(result);
 }
 

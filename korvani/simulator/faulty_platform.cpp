@@ -137,8 +137,7 @@ class FaultyUuids final : public Faulty<RandomUuids> {
  public:
   using Faulty::Faulty;
   Uuid newUuid() override {
-    faults_.next({Fault::kThrows});
-    return port_.newUuid();
+    return faults_.ask([&] { return port_.newUuid(); }, {});
   }
 };
 

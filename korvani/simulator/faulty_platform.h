@@ -17,8 +17,8 @@ namespace korvani::simulator {
 enum class Fault {
   /// The call throws, and the phone hears nothing of it.
   kThrows,
-  /// The phone hears nothing of the call, whose answer is none: null, false, zero, 1970; an empty
-  /// answer to a request.
+  /// The phone hears nothing of the call, whose answer is none: null, false, zero, 1970, a UUID of
+  /// zeros; an empty answer to a request.
   kNothing,
   /// What the call lets happen later happens a minute later than that; a download takes so long.
   kLate,

@@ -1,11 +1,14 @@
 // What the device says of itself while its settings change: locale, time zone; and its randomness.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <korvani/platform/date_formatter.h>
 #include <korvani/qt/clock.h>
 #include <korvani/qt/system_locale.h>
 
 #include <QDBusVariant>
+#include <chrono>
 #include <tuple>
+#include <utility>
 
 #include "fake_services.h"
 #include "private_bus.h"
@@ -62,6 +65,23 @@ TEST(ClockTest, FollowsTheZoneOfTheProcess) {
     qputenv("TZ", zone);
     EXPECT_EQ(clock.utcOffset(kSummer).count(), inSummer) << zone;
     EXPECT_EQ(clock.utcOffset(kWinter).count(), inWinter) << zone;
+  }
+}
+
+TEST(ClockTest, FollowsTheZoneAcrossMidnight) {
+  using namespace std::chrono_literals;
+  // An hour back and an hour on, each as a day begins.
+  qputenv("TZ", "<+14>-14<+13>-13,M3.2.0/0,M11.1.0/0");
+  const Clock clock(ApplicationLife::ofProcess());
+  const platform::DateFormatter formatter(clock, "yyyyMMdd Z");
+  const platform::Date back = std::chrono::sys_days{2026y / 3 / 7} + 10h;
+  const platform::Date on = std::chrono::sys_days{2026y / 10 / 31} + 11h;
+  for (const auto& [date, expected] : {std::pair{back - 1min, "20260307 +1400"},
+                                       {back + 1min, "20260307 +1300"},
+                                       {back + 61min, "20260308 +1300"},
+                                       {on - 1min, "20261031 +1300"},
+                                       {on + 1min, "20261101 +1400"}}) {
+    EXPECT_EQ(formatter.stringFromDate(date), expected);
   }
 }
 

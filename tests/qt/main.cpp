@@ -7,10 +7,10 @@ int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   // The sandbox of a builder may send web traffic through a proxy; the servers of tests are here.
   qputenv("no_proxy", "*");
-  auto* application = new QApplication(argc, argv);
+  new QApplication(argc, argv);
   QCoreApplication::setOrganizationName(QStringLiteral("Korvani tests"));
   QCoreApplication::setApplicationName(QStringLiteral("phone"));
   const int result = RUN_ALL_TESTS();
-  delete application;
+  delete QCoreApplication::instance();
   return result;
 }

@@ -4,16 +4,25 @@
 #include <gtest/gtest.h>
 #include <korvani/qt/phone.h>
 #include <korvani/sdk/korvani.h>
+#include <sys/inotify.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <QAbstractEventDispatcher>
+#include <QDBusConnection>
 #include <QDir>
 #include <QLocale>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <algorithm>
+#include <chrono>
+#include <memory>
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "private_bus.h"
@@ -24,15 +33,16 @@ namespace korvani::qt {
 namespace {
 
 using platform::Value;
+using testing::AllOf;
 using testing::Contains;
 using testing::HasSubstr;
+using testing::Not;
 
-/// The kit's lines, from any thread.
+/// The lines of all, from any thread.
 class Lines {
  public:
   Lines() {
-    qInstallMessageHandler([](QtMsgType, const QMessageLogContext& context, const QString& text) {
-      if (QLatin1String(context.category) != QLatin1String("korvani")) return;
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
       const std::lock_guard lock(mutex_);
       lines_.push_back(text.toStdString());
       QAbstractEventDispatcher::instance(QCoreApplication::instance()->thread())->wakeUp();
@@ -40,6 +50,10 @@ class Lines {
   }
   ~Lines() { qInstallMessageHandler(nullptr); }
 
+  static std::vector<std::string> taken() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(lines_, {});
+  }
   /// Runs until it is said what became of the request; whether that is an answer.
   static bool isAnswered(const std::string& request) {
     std::string outcome;
@@ -60,6 +74,23 @@ class Lines {
   static inline std::vector<std::string> lines_;
 };
 
+/// Notices a whole file that gets its name in a folder, though it may not stay there for long.
+class Arrivals {
+ public:
+  explicit Arrivals(const QString& folder) : events_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+    EXPECT_TRUE(QDir().mkpath(folder));
+    EXPECT_GE(::inotify_add_watch(events_, QFile::encodeName(folder), IN_CREATE | IN_MOVED_TO), 0);
+  }
+  ~Arrivals() { ::close(events_); }
+  bool areThere() const {
+    int bytes = 0;
+    return ::ioctl(events_, FIONREAD, &bytes) == 0 && bytes > 0;
+  }
+
+ private:
+  const int events_;
+};
+
 /// This process can open so many more.
 void leaveDescriptors(int count) {
   int end = 0;
@@ -70,21 +101,30 @@ void leaveDescriptors(int count) {
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
 }
 
+void liftTheLimit() {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = limit.rlim_max;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
 struct Lack {
   const char* name;
   void (*take)();
-  /// Where a request may fail.
+  /// Where a request may fail, and files may not be written.
   bool isHard = false;
-  /// A part of the report of a beacon.
-  const char* reported = "device_type=iOS";
+  /// Parts of the report of a beacon.
+  std::string timezone = "%2B0000";
+  std::string locale = "en_US";
 
   friend void PrintTo(const Lack& lack, std::ostream* out) { *out << lack.name; }
 };
 
-void takeBuses() {
-  for (const char* bus : {"DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS"}) {
-    qputenv(bus, "unix:path=/nowhere");
-  }
+void takeBus(const char* variable) {
+  const bool isOfSession = variable == std::string_view("DBUS_SESSION_BUS_ADDRESS");
+  qputenv(variable, "unix:path=/nowhere");
+  EXPECT_EQ(QDBusConnection::sessionBus().isConnected(), !isOfSession);
+  EXPECT_EQ(QDBusConnection::systemBus().isConnected(), isOfSession);
 }
 void takeTimeZones() {
   qputenv("TZDIR", "/nowhere");
@@ -101,18 +141,22 @@ void speak(const char* locale) {
 class Surroundings : public testing::TestWithParam<Lack> {};
 
 TEST_P(Surroundings, AreLivedWith) {
+  const Lack& lack = GetParam();
   RawServer server([](auto...) {
     return RawServer::reply(R"({"success":true,"notification_text":"Hello","type":"IMG"})");
   });
-  const QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/a \u00e4\u4e2d=%20'[x]-XXXXXX"));
+  const auto folder = std::make_unique<QTemporaryDir>(
+      QDir::tempPath() + QStringLiteral("/a \u00e4\u4e2d=%20'[x]-XXXXXX"));
+  const QString settings = folder->filePath("settings.ini");
+  const Arrivals notifications(folder->filePath("notifications"));
   const PrivateBus bus;
-  GetParam().take();
+  lack.take();
   const Lines lines;
   const auto phone = Phone::create(
       {}, {.walkFile = {},
            .mappedHosts = {{"127.0.0.1:8780", "127.0.0.1:" + std::to_string(server.port())}},
-           .settingsFile = folder.filePath("settings.ini"),
-           .notificationsFolder = folder.filePath("notifications")});
+           .settingsFile = settings,
+           .notificationsFolder = folder->filePath("notifications")});
   platform::Platform::install(phone);
   phone->forwardLifecycle(&Korvani::didEnterBackground, &Korvani::didBecomeActive);
   // There is nobody to tell of debug lines before.
@@ -120,29 +164,53 @@ TEST_P(Surroundings, AreLivedWith) {
   Korvani::setDebugLogEnabled(true);
   Korvani::initWithAPIKey("key", nullptr, false);
   Korvani::requestLocalizationAndNotificationsAuthorization();
-  EXPECT_TRUE(Lines::isAnswered("configuration") || GetParam().isHard);
-  const std::shared_ptr<platform::LocationManagerDelegate> kit = Korvani::sharedInstance();
-  kit->locationManagerDidRangeBeacons(
-      nullptr, {{.proximityUUID = {}, .major = 1, .minor = 1, .proximity = 2}}, nullptr);
-  if (Lines::isAnswered("scenario")) {
-    EXPECT_THAT(server.requests(), Contains(HasSubstr(GetParam().reported)));
-  } else {
-    EXPECT_TRUE(GetParam().isHard);
-  }
+  EXPECT_TRUE(Lines::isAnswered("configuration") || lack.isHard);
+  const auto report = [](std::uint16_t minor) {
+    const std::shared_ptr<platform::LocationManagerDelegate> kit = Korvani::sharedInstance();
+    kit->locationManagerDidRangeBeacons(
+        nullptr, {{.proximityUUID = {}, .major = 1, .minor = minor, .proximity = 2}}, nullptr);
+    return Lines::isAnswered("scenario");
+  };
+  EXPECT_TRUE(report(1) || lack.isHard);
   Korvani::didReceiveLocalNotification(
       Value::Dictionary{{"type", "IMG"},
                         {"image", Value::Dictionary{{"url", "http://127.0.0.1:8780/"}}},
                         {"scenario_history_id", 1}});
-  EXPECT_TRUE(Lines::isAnswered("confirm") || GetParam().isHard);
+  EXPECT_TRUE(Lines::isAnswered("confirm") || lack.isHard);
+  platform::UserDefaults& store = phone->standardUserDefaults();
+  const platform::Date date{std::chrono::milliseconds(1'782'000'000'001)};
+  store.setObject(date, "date");
+  store.synchronize();
+  EXPECT_EQ(store.objectForKey("date"), Value(date));
+  if (!lack.isHard) {
+    EXPECT_TRUE(QSettings(settings, QSettings::IniFormat).contains("date"));
+    // Where there is no service it is a banner at once, and the file has gone again.
+    runUntil([&] { return notifications.areThere(); });
+    EXPECT_THAT(Lines::taken(), Not(Contains(HasSubstr("cannot be written"))));
+  }
+
+  // When all is there again, so are the reports.
+  liftTheLimit();
+  Lines::taken();
+  EXPECT_TRUE(report(2));
+  EXPECT_THAT(server.requests(),
+              Contains(AllOf(HasSubstr("minor=0002"), HasSubstr("battery_level=-100&"),
+                             HasSubstr("&locale=" + lack.locale + "&"),
+                             HasSubstr("timezone=" + lack.timezone))));
+  // What is set last is written when the application ends.
+  delete QCoreApplication::instance();
+  const QString path = folder->path();
+  EXPECT_TRUE(QFile::exists(path));
+  EXPECT_TRUE(folder->remove());
 }
 
 INSTANTIATE_TEST_SUITE_P(
     , Surroundings,
-    testing::Values(Lack{"NoBus", &takeBuses},
-                    Lack{"NoTimeZones", &takeTimeZones, false, "&timezone=%2B0000"},
-                    Lack{"FarEast", &goFarEast, false, "&timezone=%2B1"},
-                    Lack{"Arabic", [] { speak("ar_EG.UTF-8"); }, false, "&battery_level=-100&"},
-                    Lack{"Persian", [] { speak("fa_IR.UTF-8"); }, false, "&battery_level=-100&"},
+    testing::Values(Lack{"NoSessionBus", [] { takeBus("DBUS_SESSION_BUS_ADDRESS"); }},
+                    Lack{"NoSystemBus", [] { takeBus("DBUS_SYSTEM_BUS_ADDRESS"); }},
+                    Lack{"NoTimeZones", &takeTimeZones}, Lack{"FarEast", &goFarEast, false, "%2B1"},
+                    Lack{"Arabic", [] { speak("ar_EG.UTF-8"); }, false, "%2B0000", "ar_EG"},
+                    Lack{"Persian", [] { speak("fa_IR.UTF-8"); }, false, "%2B0000", "fa_IR"},
                     Lack{"FewDescriptors", [] { leaveDescriptors(FEW_DESCRIPTORS); }, true}),
     [](const auto& lack) { return lack.param.name; });
 

@@ -1,4 +1,5 @@
 // Every call that the kit makes of a phone fails once, or from there on, in every way that it can.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvani/sdk/korvani.h>
 #include <korvani/simulator/faulty_platform.h>
@@ -13,6 +14,7 @@
 #include <iterator>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #ifdef __SANITIZE_THREAD__
 // Or it waits at the end of each process, of which there are many here.
@@ -51,29 +53,53 @@ struct World {
     phone->determineState(platform::RegionState::kInside);
     phone->advance(2s);
   }
-  /// The beacon of that minor comes into view, and the service answers with this content, once.
+  /// The beacon of that minor comes and goes, and the service answers with this content, once.
   void visit(std::uint16_t minor, Dictionary content) const {
     content.insert({{"success", true},
                     {"notification_text", "Hello"},
                     {"disabled", false},
                     {"scenario_history_id", minor}});
     phone->settings().answers["scenario"] = {Answer::json(std::move(content)), Answer()};
+    phone->enterRegion();
     phone->rangeBeacons({{.proximityUUID = {}, .major = 1, .minor = minor, .proximity = 2}});
+    phone->failMonitoring("too many regions");
+    phone->failLocation("no satellites");
+    phone->exitRegion();
     phone->advance(1s);
   }
   void open() const {
     phone->openNotification();
     phone->advance(1s);
-    for (const platform::Point& point : {kMiddle, kCross}) {
-      phone->tap(point);
-      phone->advance(1s);
-    }
+    tap(kMiddle);
+    tap(kCross);
+  }
+  void tap(platform::Point point) const {
+    phone->tap(point);
+    phone->advance(1s);
   }
   auto notificationsOf(std::uint16_t minor) const {
     const auto posted = phone->notifications();
     return std::count_if(posted.begin(), posted.end(), [&](const auto& notification) {
       return notification.userInfo.at("scenario_history_id") == Value(minor);
     });
+  }
+  /// A visit, its content and the way back from it, with nothing amiss.
+  void expectTheNextVisitWorks() const {
+    phone->takeEffects();
+    visit(99, {{"type", "WVW"}, {"url", "http://a/"}});
+    EXPECT_EQ(notificationsOf(99), 1);
+    std::vector<std::string> operations;
+    for (const Value& effect : phone->contents("location")) {
+      operations.push_back(effect.at("operation").plainText());
+    }
+    EXPECT_THAT(operations,
+                testing::ElementsAre("startRangingBeaconsInRegion", "startUpdatingLocation",
+                                     "stopRangingBeaconsInRegion", "stopUpdatingLocation"));
+    phone->openNotification();
+    phone->advance(1s);
+    EXPECT_EQ(phone->shown().at("controller"), "KorvaniWebView");
+    tap(kCross);
+    EXPECT_TRUE(phone->shown().isNull()) << phone->shown().jsonText();
   }
 
   const std::shared_ptr<SimulatedPhone> phone = std::make_shared<SimulatedPhone>();
@@ -85,6 +111,7 @@ const Dictionary kImage{
     {"image", Dictionary{{"url", "http://a/pears.png"},
                          {"action", Dictionary{{"type", "WVW"}, {"url", "http://a/"}}}}}};
 const Dictionary kPage{{"type", "WVW"}, {"url", "http://a/"}};
+const Dictionary kError{{"error_message", "No"}};
 const Dictionary kUri{{"type", "URI"},
                       {"uri", Dictionary{{"default", "other:"}, {"fallback", "shop:"}}}};
 
@@ -127,6 +154,37 @@ const Scenario kScenarios[] = {
      [](const World& world) { world.open(); }},
     {"OpenUri", [](const World& world) { startAndVisit(world, kUri); },
      [](const World& world) { world.open(); }},
+    {"OpenOverAnother",
+     [](const World& world) {
+       startAndVisit(world, kImage);
+       world.phone->openNotification();
+       world.phone->advance(1s);
+       world.visit(2, kPage);
+     },
+     [](const World& world) {
+       world.open();
+       world.open();
+     }},
+    {"OpenUriOverAnother",
+     [](const World& world) {
+       startAndVisit(world, kPage);
+       world.phone->openNotification();
+       world.phone->advance(1s);
+       world.visit(2, kUri);
+     },
+     [](const World& world) { world.open(); }},
+    {"Error", [](const World& world) { world.start(); },
+     [](const World& world) {
+       world.visit(1, kError);
+       world.phone->dismissAlert();
+     },
+     [](const World& world, Fault) {
+       const auto alerts = [&] { return world.phone->contents("alert").size(); };
+       const std::size_t before = alerts();
+       world.visit(2, kError);
+       EXPECT_EQ(alerts() - before, 1U) << "the next error is shown";
+       EXPECT_EQ(world.notificationsOf(1) + world.notificationsOf(2), 0);
+     }},
     {"DisabledMode",
      [](const World& world) {
        fillStore(world, true);
@@ -183,9 +241,7 @@ Outcome live(const Scenario& scenario, Fault fault, std::size_t call, FaultLengt
   world.faulty->release();
   world.phone->advance(2min);
   scenario.after(world, fault);
-  world.visit(99, kPage);
-  EXPECT_EQ(world.notificationsOf(99), 1);
-  world.open();
+  world.expectTheNextVisitWorks();
   for (const std::uint16_t minor : std::to_array<std::uint16_t>({1, 2, 99}))
     EXPECT_LE(world.notificationsOf(minor), 1);
   checkStore(world.phone->stored());
