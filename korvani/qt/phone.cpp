@@ -44,7 +44,7 @@ class LinuxPhone final : public Phone {
         queues_(life_),
         userDefaults_(life_, queues_, json_, options.settingsFile),
         urlConnection_(options.mappedHosts),
-        images_(queues_),
+        images_(life_, queues_),
         locationService_(queues_, log_, now, newRadio(options), std::make_shared<Positions>(),
                          options.locationSettings),
         screens_(hostWindow, queues_.mainQueue()),
