@@ -98,8 +98,7 @@ class LinuxPhone final : public Phone {
  private:
   std::shared_ptr<location::AdvertisementSource> newRadio(const PhoneOptions& options) {
     if (options.walkFile.isEmpty()) {
-      return std::make_shared<bluetooth::Radio>(QDBusConnection::systemBus(),
-                                                options.bluetoothSettings);
+      return std::make_shared<bluetooth::Radio>(options.bluetoothSettings);
     }
     std::string wrong;
     auto walk = location::readWalk(options.walkFile.toStdString(), json_, wrong);
