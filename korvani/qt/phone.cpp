@@ -56,12 +56,12 @@ class LinuxPhone final : public Phone {
     QTimer::singleShot(kAfterStart, &started_, [this] {
       display_.emplace([this] { locationService_.displayTurnedOn(); });
     });
-    life_.endAtExit([this] {
+    life_.endAtExit(this, [this] {
       urlConnection_.stop();
       userDefaults_.flush();
     });
   }
-  ~LinuxPhone() override { life_.dropFarewell(); }
+  ~LinuxPhone() override { life_.dropFarewell(this); }
 
   platform::Log& log() override { return log_; }
   platform::Clock& clock() override { return clock_; }
