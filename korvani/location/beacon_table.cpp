@@ -30,6 +30,10 @@ std::vector<BeaconTable::Row> BeaconTable::rows(Moment now, const platform::Uuid
   return rows;
 }
 
+void BeaconTable::skip(std::chrono::milliseconds missed, Moment now) {
+  for (Entry& entry : entries_) entry.lastHeard = std::min(entry.lastHeard + missed, now);
+}
+
 void BeaconTable::clear() {
   places_.clear();
   entries_.clear();

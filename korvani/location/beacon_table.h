@@ -31,6 +31,8 @@ class BeaconTable {
   /// In the order in which they were first heard; those of one UUID, or all. The RSSI is that of
   /// the last advertisement that had one.
   std::vector<Row> rows(Moment now, const platform::Uuid* only = nullptr);
+  /// Nobody listened for so long until now: that silence does not count.
+  void skip(std::chrono::milliseconds missed, Moment now);
   void clear();
 
  private:

@@ -10,6 +10,13 @@ namespace korvani::location {
 using platform::BeaconRegion;
 using platform::RegionState;
 
+namespace {
+
+/// How late a wake-up may come on a phone that is merely busy.
+constexpr std::chrono::milliseconds kLongestDelay{2000};
+
+}  // namespace
+
 LocationCore::LocationCore(platform::Queues& queues, platform::Log& log, MomentSource now,
                            std::shared_ptr<AdvertisementSource> radio,
                            std::shared_ptr<PositionSource> positions,
@@ -95,6 +102,7 @@ void LocationCore::beaconHeard(const IBeacon& beacon, int rssi) {
   // What still comes from a radio that has gone tells of the past.
   if (!isWanted(beacon.proximityUUID) || radioFailure_) return;
   const Moment now = now_();
+  follow(now);
   if (table_.heard(beacon, rssi, now) && !std::exchange(saidTooMany_, true)) {
     log_.write("Location: more than " + std::to_string(settings_.ranging.mostBeacons) +
                " beacons in range; those longest unheard are forgotten");
@@ -252,10 +260,20 @@ void LocationCore::arm() {
   });
 }
 
+/// A wake-up that is long overdue tells that the process was stopped, or its main thread busy:
+/// nothing could be heard since this last ran.
+void LocationCore::follow(Moment now) {
+  const auto missed = now - std::exchange(followedUntil_, now);
+  if (!wakeUpAt_ || now - *wakeUpAt_ <= kLongestDelay) return;
+  table_.skip(missed, now);
+  for (auto& [identifier, monitored] : monitored_) monitored.monitor.skip(missed, now);
+}
+
 void LocationCore::wakeUp(Moment moment) {
   if (wakeUpAt_ != moment) return;  // An earlier one has taken its place.
-  wakeUpAt_.reset();
   const Moment now = now_();
+  follow(now);
+  wakeUpAt_.reset();
   if (!ranged_.empty() && !radioFailure_ && now >= nextResult_) {
     for (const auto& [identifier, region] : ranged_) tellRanging(region, now);
     nextResult_ += settings_.ranging.period;

@@ -77,6 +77,7 @@ class LocationCore final : public AdvertisementListener,
   void settle();
   std::optional<Moment> due() const;
   void arm();
+  void follow(Moment now);
   void wakeUp(Moment moment);
 
   platform::Queues& queues_;
@@ -96,6 +97,8 @@ class LocationCore final : public AdvertisementListener,
   std::optional<std::string> radioFailure_;
   Moment nextResult_;
   std::optional<Moment> wakeUpAt_;
+  /// When this last ran by itself.
+  Moment followedUntil_;
   bool updatesLocation_ = false;
   std::optional<std::string> positionFailure_;
   bool toldPositionFailure_ = false;

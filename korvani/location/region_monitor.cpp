@@ -1,6 +1,7 @@
 // The states of one region.
 #include <korvani/location/region_monitor.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace korvani::location {
@@ -33,6 +34,10 @@ RegionChange RegionMonitor::timePassed(Moment now) {
   if (!end || now < *end) return RegionChange::kNone;
   const bool wasInside = std::exchange(state_, RegionState::kOutside) == RegionState::kInside;
   return wasInside ? RegionChange::kExited : RegionChange::kDetermined;
+}
+
+void RegionMonitor::skip(std::chrono::milliseconds missed, Moment now) {
+  if (silentSince_) silentSince_ = std::min(*silentSince_ + missed, now);
 }
 
 std::optional<Moment> RegionMonitor::due() const {

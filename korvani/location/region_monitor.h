@@ -27,6 +27,8 @@ class RegionMonitor {
   /// So long has it been by now: left once the delay has passed since the last sighting, or known
   /// to be outside once it has passed since the listening began.
   RegionChange timePassed(Moment now);
+  /// Nobody listened for so long until now: that silence does not count.
+  void skip(std::chrono::milliseconds missed, Moment now);
   /// When time alone will next change something, unless a beacon is heard.
   std::optional<Moment> due() const;
 

@@ -25,10 +25,14 @@ ApplicationLife::ApplicationLife() {
   QObject::connect(qApp, &QObject::destroyed, [this] { end(); });
 }
 
-void ApplicationLife::endAtExit(std::function<void()> farewell) {
-  farewell_ = std::move(farewell);
+void ApplicationLife::endAtExit(const void* owner, std::function<void()> farewell) {
+  farewells_.emplace_back(owner, std::move(farewell));
   // A host may call exit() and leave its QApplication standing.
   ::on_exit([](int, void* self) { static_cast<ApplicationLife*>(self)->end(); }, this);
+}
+
+void ApplicationLife::dropFarewell(const void* owner) {
+  std::erase_if(farewells_, [owner](const auto& entry) { return entry.first == owner; });
 }
 
 ApplicationLife::Stay::~Stay() {
@@ -64,7 +68,7 @@ void ApplicationLife::end() {
     ended_ = true;
     left_.wait_for(lock, kPatience, [this] { return inside_ == 0; });
   }
-  if (farewell_) farewell_();
+  for (const auto& [owner, farewell] : std::exchange(farewells_, {})) farewell();
 }
 
 }  // namespace korvani::qt

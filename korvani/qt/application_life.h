@@ -7,6 +7,8 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace korvani::qt {
 
@@ -33,9 +35,9 @@ class ApplicationLife {
 
   /// Main thread. From now on it ends at `exit` too, before what has been made so far is taken
   /// down; so all that threads use of Qt has been touched by now. `farewell` is called once they
-  /// have left.
-  void endAtExit(std::function<void()> farewell);
-  void dropFarewell() { farewell_ = nullptr; }
+  /// have left, unless its owner has dropped it.
+  void endAtExit(const void* owner, std::function<void()> farewell);
+  void dropFarewell(const void* owner);
   bool hasEnded() const;
   /// After the end this does not return, but on the main thread.
   void haltIfEnded() const;
@@ -51,7 +53,7 @@ class ApplicationLife {
   std::condition_variable left_;
   int inside_ = 0;
   bool ended_ = false;
-  std::function<void()> farewell_;
+  std::vector<std::pair<const void*, std::function<void()>>> farewells_;
 };
 
 }  // namespace korvani::qt

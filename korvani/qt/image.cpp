@@ -56,6 +56,8 @@ QImage drawable(QImage image) {
 
 std::shared_ptr<const platform::Image> ImageDecoder::imageWithData(std::string_view data,
                                                                    double scale) {
+  const ApplicationLife::Stay stay(life_);
+  if (!stay) return nullptr;
   QByteArray bytes =
       QByteArray::fromRawData(data.data(), static_cast<qsizetype>(data.size()));  // not copied
   QBuffer buffer(&bytes);
@@ -75,7 +77,7 @@ std::shared_ptr<const platform::Image> ImageDecoder::imageWithData(std::string_v
   std::shared_ptr<const Movie> movie;
   const bool moves = reader.supportsAnimation() && reader.imageCount() > 1;
   if (moves && !tooLarge(size, Movie::kFramesHeld)) {
-    movie = std::make_shared<Movie>(Movie{QByteArray(data.data(), bytes.size()), queues_});
+    movie = std::make_shared<Movie>(Movie{QByteArray(data.data(), bytes.size()), life_, queues_});
   }
   return std::make_shared<QtImage>(drawable(std::move(image)), size, scale, std::move(movie));
 }

@@ -3,6 +3,7 @@
 
 #include <korvani/platform/queues.h>
 #include <korvani/platform/screens/image.h>
+#include <korvani/qt/application_life.h>
 #include <korvani/qt/movie.h>
 
 #include <QImage>
@@ -33,15 +34,17 @@ class QtImage final : public platform::Image {
 
 /// Decodes each format that Qt has a reader for, turned upright as its EXIF says. Null for more
 /// than 100 megapixels, or more memory than Qt allows for one image. One that moves, but whose
-/// frames would take more than that while it plays, stands still. Any thread.
+/// frames would take more than that while it plays, stands still. Any thread; null after the end of
+/// the application, when Qt's readers have gone.
 class ImageDecoder final : public platform::ImageDecoder {
  public:
   /// The queues play what moves; they outlive each image.
-  explicit ImageDecoder(platform::Queues& queues) : queues_(queues) {}
+  ImageDecoder(ApplicationLife& life, platform::Queues& queues) : life_(life), queues_(queues) {}
   std::shared_ptr<const platform::Image> imageWithData(std::string_view data,
                                                        double scale) override;
 
  private:
+  ApplicationLife& life_;
   platform::Queues& queues_;
 };
 

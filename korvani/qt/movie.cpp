@@ -89,7 +89,10 @@ void MoviePlayer::decodeNext() {
   decoding_ = true;
   platform::Queues& queues = movie_->queues;
   queues.globalQueue(platform::QueuePriority::kDefault)
-      .async([frames = frames_, &main = queues.mainQueue(), player = weak_from_this()] {
+      .async([frames = frames_, &life = movie_->life, &main = queues.mainQueue(),
+              player = weak_from_this()] {
+        const ApplicationLife::Stay stay(life);
+        if (!stay) return;
         main.async([frame = frames->next(), player]() mutable {
           if (const auto alive = player.lock()) alive->decoded(std::move(frame));
         });

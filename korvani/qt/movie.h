@@ -2,6 +2,7 @@
 #pragma once
 
 #include <korvani/platform/queues.h>
+#include <korvani/qt/application_life.h>
 
 #include <QByteArray>
 #include <QElapsedTimer>
@@ -23,6 +24,7 @@ struct Movie {
   static constexpr int kFramesHeld = 3;
 
   QByteArray bytes;
+  ApplicationLife& life;
   platform::Queues& queues;
 };
 

@@ -44,7 +44,7 @@ class LinuxPhone final : public Phone {
         queues_(life_),
         userDefaults_(life_, queues_, json_, options.settingsFile),
         urlConnection_(options.mappedHosts),
-        images_(queues_),
+        images_(life_, queues_),
         locationService_(queues_, log_, now, newRadio(options), std::make_shared<Positions>(),
                          options.locationSettings),
         screens_(hostWindow, queues_.mainQueue()),
@@ -56,12 +56,12 @@ class LinuxPhone final : public Phone {
     QTimer::singleShot(kAfterStart, &started_, [this] {
       display_.emplace([this] { locationService_.displayTurnedOn(); });
     });
-    life_.endAtExit([this] {
+    life_.endAtExit(this, [this] {
       urlConnection_.stop();
       userDefaults_.flush();
     });
   }
-  ~LinuxPhone() override { life_.dropFarewell(); }
+  ~LinuxPhone() override { life_.dropFarewell(this); }
 
   platform::Log& log() override { return log_; }
   platform::Clock& clock() override { return clock_; }
@@ -98,8 +98,7 @@ class LinuxPhone final : public Phone {
  private:
   std::shared_ptr<location::AdvertisementSource> newRadio(const PhoneOptions& options) {
     if (options.walkFile.isEmpty()) {
-      return std::make_shared<bluetooth::Radio>(QDBusConnection::systemBus(),
-                                                options.bluetoothSettings);
+      return std::make_shared<bluetooth::Radio>(options.bluetoothSettings);
     }
     std::string wrong;
     auto walk = location::readWalk(options.walkFile.toStdString(), json_, wrong);

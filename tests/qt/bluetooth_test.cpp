@@ -27,8 +27,10 @@ using namespace std::chrono_literals;
 using bluetooth::Settings;
 using location::IBeacon;
 using location::Listening;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Ne;
 
 const platform::Uuid kUuid = *platform::Uuid::fromString("E2C56DB5-DFFB-48D2-B060-D0F5A71096E0");
 const platform::Uuid kOther = *platform::Uuid::fromString("2F234454-CF6D-4A0F-ADF2-F4911BA9FFA6");
@@ -78,7 +80,7 @@ Settings quiet() {
 class Bluetooth : public testing::Test {
  protected:
   void start(const Listening& wanted) {
-    radio_.emplace(QDBusConnection::systemBus(), settings_);
+    radio_.emplace(settings_);
     ear_->isInCall = true;
     radio_->setListener(ear_);
     ear_->isInCall = false;
@@ -575,10 +577,17 @@ TEST_F(Bluetooth, CountsALostBusAsALostDaemon) {
   EXPECT_THAT(ear_->told, ElementsAre(kNoDaemon));
 }
 
+TEST_F(Bluetooth, LeavesTheHostsOwnDiscoveryAlone) {
+  bluez();
+  start(kFull);
+  awaitDiscovery();
+  EXPECT_THAT(bluez_->discoverers, Each(Ne(QDBusConnection::systemBus().baseService())));
+}
+
 TEST(BluetoothTest, HasNoDaemonWithoutABus) {
   qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere");
   const auto ear = std::make_shared<Ear>();
-  bluetooth::Radio radio(QDBusConnection::systemBus(), quiet());
+  bluetooth::Radio radio(quiet());
   radio.listen(kFull);
   radio.setListener(ear);
   EXPECT_THAT(ear->told, IsEmpty());

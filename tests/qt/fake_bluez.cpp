@@ -167,7 +167,10 @@ bool FakeBluez::handleMessage(const QDBusMessage& message, const QDBusConnection
                                .value(message.arguments().value(1).toString());
     return connection.send(message.createReply(QVariant::fromValue(QDBusVariant(value))));
   }
-  if (method == "StartDiscovery") setDiscovering(message.path(), true);
+  if (method == "StartDiscovery") {
+    discoverers.append(message.service());
+    setDiscovering(message.path(), true);
+  }
   if (method == "StopDiscovery") setDiscovering(message.path(), false);
   if (method == "RegisterMonitor") {
     readMonitor(message.service(), message.arguments().value(0).value<QDBusObjectPath>());

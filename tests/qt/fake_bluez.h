@@ -11,6 +11,7 @@
 #include <QDBusVirtualObject>
 #include <QMap>
 #include <QString>
+#include <QStringList>
 #include <QVariantMap>
 #include <map>
 #include <string>
@@ -56,6 +57,8 @@ class FakeBluez final : public QDBusVirtualObject {
 
   /// What was asked: "hci0 SetDiscoveryFilter DuplicateData=true RSSI=-127 Transport=le".
   std::vector<std::string> asked;
+  /// The clients that wanted discovery.
+  QStringList discoverers;
   /// How the next calls of a method are refused, in turn: by these errors of org.bluez.Error, or of
   /// others by their whole names.
   std::map<std::string, std::vector<std::string>> refusals;

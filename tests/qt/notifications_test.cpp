@@ -10,12 +10,14 @@
 #include <QFileOpenEvent>
 #include <QGuiApplication>
 #include <QTemporaryDir>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "fake_portal.h"
+#include "fake_services.h"
 #include "private_bus.h"
 
 namespace korvani::qt {
@@ -77,7 +79,8 @@ class Notifications : public testing::Test {
     notifications_.reset();
     notifications_ = newNotifications();
   }
-  std::unique_ptr<LocalNotifications> newNotifications() {
+  std::unique_ptr<LocalNotifications> newNotifications(
+      std::chrono::milliseconds firstRetry = std::chrono::hours(1)) {
     return std::make_unique<LocalNotifications>(
         notifications::Surroundings{
             .showBanners =
@@ -87,7 +90,7 @@ class Notifications : public testing::Test {
                 },
             .raiseWindow =
                 [this] { raisedWith_.push_back(qgetenv("XDG_ACTIVATION_TOKEN").toStdString()); }},
-        folder_.path(), json_);
+        folder_.path(), json_, firstRetry);
   }
 
   PrivateBus bus_;
@@ -220,6 +223,56 @@ TEST_F(Notifications, WaitForAServiceOrAWindow) {
   EXPECT_THAT(nextNotify(*service), HasSubstr("\"fifth\""));
   showBanner();
   EXPECT_EQ(banners_.size(), 2U);
+}
+
+/// A service that refuses at first, so many times each.
+class BusyService {
+ public:
+  BusyService() {
+    services.answers = {{"GetCapabilities", refusingFirst(refusals, QStringList{"actions"})},
+                        {"Notify", [this](const QDBusMessage& call) {
+                           shown.push_back(call.arguments().value(3).toString().toStdString());
+                           return QVariant(static_cast<uint>(shown.size()));
+                         }}};
+    services.enter(kService);
+    services.settle();
+  }
+
+  int refusals = 0;
+  std::vector<std::string> shown;
+  FakeServices services;
+
+ private:
+  static FakeServices::Answer refusingFirst(int& times, const QStringList& then) {
+    return
+        [&times, then](const QDBusMessage&) { return times-- > 0 ? QVariant() : QVariant(then); };
+  }
+};
+
+TEST_F(Notifications, AreOfferedAgainToAServiceThatRefused) {
+  hasWindow_ = false;
+  BusyService busy;
+  const auto asked = [&] { return busy.services.calls["GetCapabilities"]; };
+  // Until it takes another.
+  busy.refusals = 1;
+  post("first");
+  runUntil([&] { return asked() == 1 && nextBanner_; });
+  EXPECT_THAT(busy.shown, ElementsAre());
+  post("second");
+  runUntil([&] { return busy.shown.size() == 2; });
+  EXPECT_THAT(busy.shown, ElementsAre("second", "first"));
+  EXPECT_EQ(asked(), 3);
+
+  // Or by itself, with no more calls than it takes.
+  notifications_.reset();
+  notifications_ = newNotifications(std::chrono::milliseconds(1));
+  busy.refusals = 3;
+  post("third");
+  runUntil([&] { return busy.shown.size() == 3; });
+  post("fourth");
+  runUntil([&] { return busy.shown.size() == 4; });
+  EXPECT_THAT(busy.shown, ElementsAre("second", "first", "third", "fourth"));
+  EXPECT_EQ(asked(), 3 + 4 + 1);
 }
 
 /// What comes to the application to be opened.

@@ -8,6 +8,7 @@
 #include <korvani/qt/user_defaults.h>
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <QApplication>
 #include <QTemporaryDir>
@@ -143,7 +144,7 @@ void keepBusy() {
   auto* log = new Log(life);
   auto* json = new codec::JSON;
   auto* store = new UserDefaults(life, *queues, *json, folder.filePath(QStringLiteral("s.ini")));
-  life.endAtExit([store] { store->flush(); });
+  life.endAtExit(store, [store] { store->flush(); });
   auto& global = queues->globalQueue(platform::QueuePriority::kDefault);
   static std::atomic<int> rounds = 0;
   global.async([clock] { clock->sleepFor(std::chrono::hours(1'000'000)); });
@@ -173,6 +174,23 @@ TEST(End, IsQuietWhetherTheApplicationGoesOrTheHostExits) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(end(true), testing::ExitedWithCode(0), "");
   EXPECT_EXIT(end(false), testing::ExitedWithCode(0), "");
+}
+
+void endOfTwo() {
+  static std::string said;
+  auto& life = ApplicationLife::ofProcess();
+  const int first = 1;
+  const int second = 2;
+  life.endAtExit(&first, [] { said += "first"; });
+  life.endAtExit(&second, [] { said += "second"; });
+  life.dropFarewell(&second);
+  delete qApp;
+  ::_exit(said == "first" ? 0 : 1);
+}
+
+TEST(End, TakesNoOthersFarewell) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(endOfTwo(), testing::ExitedWithCode(0), "");
 }
 
 TEST(LogTest, CutsLongLinesBetweenCharacters) {

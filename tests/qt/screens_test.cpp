@@ -8,6 +8,7 @@
 #include <korvani/qt/motion.h>
 #include <korvani/qt/queues.h>
 #include <korvani/qt/screens.h>
+#include <unistd.h>
 
 #include <QAbstractButton>
 #include <QBuffer>
@@ -399,7 +400,7 @@ std::string redAndBlue(char loops) {
 TEST_F(ScreensTest, ImagesThatMoveAreMoving) {
   // A frame may be under way at the end, so like a phone's they stay.
   static auto* const queues = new Queues(ApplicationLife::ofProcess());
-  ImageDecoder decoder(*queues);
+  ImageDecoder decoder(ApplicationLife::ofProcess(), *queues);
   const auto popUp = std::make_shared<PopUp>();
   popUp->image->setImage(decoder.imageWithData(redAndBlue(0), 1));
   show(popUp);
@@ -418,7 +419,7 @@ TEST_F(ScreensTest, ImagesThatMoveAreMoving) {
 
 TEST(ImageDecoderTest, BoundsAndTurnsPicturesAndRefusesBadOnes) {
   Queues queues(ApplicationLife::ofProcess());
-  ImageDecoder decoder(queues);
+  ImageDecoder decoder(ApplicationLife::ofProcess(), queues);
   const QImage pixels = PopUp::filled({30, 60}, Qt::red);
   // More than any screen shows is not kept.
   for (const int height : {30, 1}) {
@@ -451,6 +452,23 @@ TEST(ImageDecoderTest, BoundsAndTurnsPicturesAndRefusesBadOnes) {
   for (const std::string& bad : {std::string(), std::string("no image"), huge, png.substr(0, 30)}) {
     EXPECT_FALSE(decoder.imageWithData(bad, 1)) << bad.size();
   }
+}
+
+/// A download may come in while the process ends; what is decoded after the application has gone
+/// would load Qt's readers anew.
+void decodeAfterTheEnd() {
+  Queues queues(ApplicationLife::ofProcess());
+  ImageDecoder decoder(ApplicationLife::ofProcess(), queues);
+  const std::string png = encoded(PopUp::filled({1, 1}, Qt::red), "PNG");
+  const bool before = decoder.imageWithData(png, 1) != nullptr;
+  delete qApp;
+  const bool after = decoder.imageWithData(png, 1) != nullptr;
+  ::_exit(before && !after ? 0 : 1);
+}
+
+TEST(ImageDecoderTest, DecodesNothingAfterTheEnd) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(decodeAfterTheEnd(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -16,6 +16,11 @@ constexpr int kMostRefusals = 5;
 
 }  // namespace
 
+QDBusConnection ownBus() {
+  return QDBusConnection::connectToBus(QDBusConnection::SystemBus,
+                                       QStringLiteral("korvani-bluetooth"));
+}
+
 void call(const QDBusConnection& bus, const QString& path, const QString& interface,
           const QString& method, const QVariantList& arguments, QObject* receiver,
           Answered answered) {

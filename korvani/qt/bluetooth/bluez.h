@@ -21,6 +21,11 @@ inline const QString kObjectManager = QStringLiteral("org.freedesktop.DBus.Objec
 inline const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
 inline const QString kPropertiesChanged = QStringLiteral("PropertiesChanged");
 
+/// The system bus, as a client by itself: BlueZ has one discovery and one filter for each client,
+/// and the host may discover for itself on the connection that Qt shares. One for the process, to
+/// its end.
+QDBusConnection ownBus();
+
 using Answered = std::function<void(const QDBusMessage& answer)>;
 
 /// A call to the daemon, which it does not start. The answer, which may be an error, comes to the

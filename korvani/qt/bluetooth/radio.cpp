@@ -13,7 +13,7 @@ using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-Radio::Radio(const QDBusConnection& bus, const Settings& settings)
+Radio::Radio(const Settings& settings, const QDBusConnection& bus)
     : bus_(bus),
       settings_(settings),
       adapters_(bus, settings,

@@ -3,6 +3,7 @@
 
 #include <korvani/location/advertisement_source.h>
 #include <korvani/qt/bluetooth/adapters.h>
+#include <korvani/qt/bluetooth/bluez.h>
 #include <korvani/qt/bluetooth/discovery.h>
 #include <korvani/qt/bluetooth/known_devices.h>
 #include <korvani/qt/bluetooth/object_reader.h>
@@ -30,8 +31,7 @@ namespace korvani::qt::bluetooth {
 /// that stay.
 class Radio final : public QObject, public location::AdvertisementSource {
  public:
-  explicit Radio(const QDBusConnection& bus = QDBusConnection::systemBus(),
-                 const Settings& settings = {});
+  explicit Radio(const Settings& settings = {}, const QDBusConnection& bus = ownBus());
 
   void setListener(std::weak_ptr<location::AdvertisementListener> listener) override;
   void listen(const location::Listening& wanted) override;

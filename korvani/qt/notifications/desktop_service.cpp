@@ -15,6 +15,7 @@ namespace {
 const QString kService = QStringLiteral("org.freedesktop.Notifications");
 const QString kPath = QStringLiteral("/org/freedesktop/Notifications");
 const QString kDefaultAction = QStringLiteral("default");
+const QString kNoReply = QStringLiteral("org.freedesktop.DBus.Error.NoReply");
 /// Of the parts of a place.
 constexpr QLatin1Char kBetween(' ');
 constexpr uint kDismissedByUser = 2;
@@ -49,7 +50,7 @@ void DesktopService::show(const Posting& posting, Answered answered) {
        [this, posting, answered = std::move(answered)](const QDBusMessage& answer) {
          const auto capabilities = answer.arguments().value(0).toStringList();
          if (isError(answer) || !capabilities.contains(QStringLiteral("actions"))) {
-           return answered(QString());
+           return answered({});
          }
          notify(posting, capabilities, answered);
        });
@@ -84,7 +85,7 @@ void DesktopService::notify(const Posting& posting, const QStringList& capabilit
        [this, id = posting.id, answered](const QDBusMessage& answer) {
          const QString place = isError(answer) ? QString() : placeOf(answer);
          if (!place.isEmpty()) shown_.insert(place, id);
-         answered(place);
+         answered({place, isError(answer) && answer.errorName() == kNoReply});
          answerCame();
        });
 }

@@ -9,11 +9,14 @@
 
 #include <QStandardPaths>
 #include <QTimer>
+#include <algorithm>
 #include <utility>
 
 namespace korvani::qt::notifications {
 
 namespace {
+
+constexpr std::chrono::milliseconds kLongestRetry = std::chrono::minutes(10);
 
 QString folderOr(const QString& given) {
   if (!given.isEmpty()) return given;
@@ -35,7 +38,8 @@ std::string shownText(const platform::LocalNotification& notification) {
 }  // namespace
 
 LocalNotifications::LocalNotifications(Surroundings here, const QString& folder,
-                                       const platform::JSONSerialization& json)
+                                       const platform::JSONSerialization& json,
+                                       std::chrono::milliseconds firstRetry)
     : here_(std::move(here)),
       store_(folderOr(folder), json),
       hostService_(
@@ -46,10 +50,17 @@ LocalNotifications::LocalNotifications(Surroundings here, const QString& folder,
                  qCInfo(phoneLog, "an action was activated that the phone does not know");
                },
            .settled = [this] { settled(); }}),
-      service_(newService(hostService_)) {
+      service_(newService(hostService_)),
+      firstRetry_(firstRetry) {
+  retry_.setSingleShot(true);
+  connect(&retry_, &QTimer::timeout, this, [this] { showWaiting(); });
   service_->listen({.opened = [this](const QString& id, const QString& token) { open(id, token); },
                     .dismissed = [this](const QString& id) { store_.take(id); },
-                    .arrived = [this] { showWaiting(); }});
+                    .arrived =
+                        [this] {
+                          unsure_.clear();
+                          showWaiting();
+                        }});
   for (const auto& [id, kept] : store_.all()) {
     if (!kept.place.isEmpty()) service_->adopt(id, kept.place);
   }
@@ -114,21 +125,49 @@ void LocalNotifications::show(const QString& id) {
   const auto& notification = *kept->second.prepared.notification;
   const Posting posting{id, QString::fromStdString(shownText(notification)),
                         findSound(QString::fromStdString(notification.soundName))};
-  service_->show(posting, [this, id](const QString& place) {
-    onTheirWay_.remove(id);
-    if (place.isEmpty()) {
-      here_.showBanners([this] { return nextBanner(); });
-    } else {
-      store_.setPlace(id, place);
-    }
-  });
+  service_->show(posting, [this, id](const Service::Outcome& outcome) { showed(id, outcome); });
+}
+
+void LocalNotifications::showed(const QString& id, const Service::Outcome& outcome) {
+  onTheirWay_.remove(id);
+  if (outcome.place.isEmpty()) {
+    if (outcome.mayBeShown) unsure_.insert(id);
+    here_.showBanners([this] { return nextBanner(); });
+  } else {
+    tookOne_ = true;
+    store_.setPlace(id, outcome.place);
+  }
+  if (onTheirWay_.isEmpty()) allAnswered();
+}
+
+/// Whoever is refused while others are taken has one more try at once, and then waits.
+void LocalNotifications::allAnswered() {
+  const bool tookOne = std::exchange(tookOne_, false);
+  if (tookOne) nextRetry_ = firstRetry_;
+  const auto ids = store_.ids();
+  if (std::none_of(ids.begin(), ids.end(), [this](const auto& id) { return isWaiting(id); })) {
+    return retry_.stop();
+  }
+  if (tookOne) return showWaiting();
+  if (retry_.isActive()) return;
+  retry_.start(nextRetry_);
+  nextRetry_ = std::min(2 * nextRetry_, kLongestRetry);
+}
+
+bool LocalNotifications::isWaiting(const QString& id) const {
+  return store_.all().at(id).place.isEmpty() && !unsure_.contains(id);
 }
 
 void LocalNotifications::showWaiting() {
   if (!isSettled_) return;
   for (const QString& id : store_.ids()) {
-    if (store_.all().at(id).place.isEmpty()) show(id);
+    if (isWaiting(id)) show(id);
   }
+}
+
+void LocalNotifications::windowAppeared() {
+  showWaiting();
+  if (!unsure_.isEmpty()) here_.showBanners([this] { return nextBanner(); });
 }
 
 // Until one is shown it is in the store: for a service that comes, or for the next process.

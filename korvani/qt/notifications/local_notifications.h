@@ -12,6 +12,8 @@
 #include <QObject>
 #include <QSet>
 #include <QString>
+#include <QTimer>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -28,7 +30,8 @@ struct Surroundings {
 
 /// Main thread; nothing here waits for the bus. Where no service shows a notification that can be
 /// opened, it becomes a banner; where there is no window either, it waits for one or the other, in
-/// the next process if need be.
+/// the next process if need be. A service that is there and refuses is asked again: when it takes
+/// another, and after a while, twice as long each time.
 class LocalNotifications final : public QObject {
  public:
   using Opened = std::function<void(const platform::Value& userInfo)>;
@@ -36,11 +39,12 @@ class LocalNotifications final : public QObject {
 
   /// Empty `folder`: one among the host's own data.
   LocalNotifications(Surroundings here, const QString& folder,
-                     const platform::JSONSerialization& json);
+                     const platform::JSONSerialization& json,
+                     std::chrono::milliseconds firstRetry = std::chrono::seconds(10));
 
   void post(const Prepared& notification);
   /// A window can be seen again: what waits may be shown over it.
-  void windowAppeared() { showWaiting(); }
+  void windowAppeared();
   /// Told once of each notification that is opened; those of before come now.
   void setOpenedHandler(Opened opened);
   /// Told once, from the event loop, which notification this process was started for, if any; no
@@ -53,7 +57,10 @@ class LocalNotifications final : public QObject {
   void tellLaunch();
   void tellOpened();
   void show(const QString& id);
+  void showed(const QString& id, const Service::Outcome& outcome);
   void showWaiting();
+  bool isWaiting(const QString& id) const;
+  void allAnswered();
   /// Takes the oldest that no service has.
   std::optional<Banner> nextBanner();
   void open(const QString& id, const QString& token);
@@ -69,6 +76,13 @@ class LocalNotifications final : public QObject {
   const std::unique_ptr<Service> service_;
   /// On their way to the service.
   QSet<QString> onTheirWay_;
+  /// That the present service may show.
+  QSet<QString> unsure_;
+  /// Of those on their way since the last retry, one at least was taken.
+  bool tookOne_ = false;
+  const std::chrono::milliseconds firstRetry_;
+  std::chrono::milliseconds nextRetry_ = firstRetry_;
+  QTimer retry_;
   bool isSettled_ = false;
   std::shared_ptr<const platform::LocalNotification> launch_;
   Launched launched_;

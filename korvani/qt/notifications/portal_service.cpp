@@ -85,8 +85,8 @@ void PortalService::add(const Posting& posting, bool takesSound, const Answered&
   call(QDBusConnection::sessionBus(),
        newCall(kPortal, kPath, kNotification, "AddNotification", {posting.id, notification}), this,
        [=, this](const QDBusMessage& answer) {
-         if (!isError(answer)) return answered(kPortal);
-         if (!takesSound || posting.soundFile.isEmpty()) return answered(QString());
+         if (!isError(answer)) return answered({kPortal});
+         if (!takesSound || posting.soundFile.isEmpty()) return answered({});
          // Perhaps the sound is of a kind that the portal does not play.
          add({posting.id, posting.text, QString()}, takesSound, answered);
        });

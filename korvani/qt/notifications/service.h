@@ -25,9 +25,14 @@ class Service : public QObject {
     /// A service is there that was not.
     std::function<void()> arrived;
   };
-  /// `place` is where the service keeps it, for `adopt`; empty when the service is not there, does
-  /// not answer or does not take it.
-  using Answered = std::function<void(const QString& place)>;
+  struct Outcome {
+    /// Where the service keeps it, for `adopt`; empty when the service is not there, does not
+    /// answer or does not take it.
+    QString place;
+    /// The service got it and did not answer: shown again, it might be there twice.
+    bool mayBeShown = false;
+  };
+  using Answered = std::function<void(const Outcome& outcome)>;
 
   /// Once, before all else.
   void listen(Listener listener);
