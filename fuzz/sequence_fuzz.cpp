@@ -4,8 +4,12 @@
 
 #include <array>
 #include <chrono>
+#include <cstdio>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "input.h"
@@ -29,6 +33,17 @@ constexpr unsigned char kImage[] = {
     0x00, 0x3A, 0x7E, 0x9B, 0x55, 0x00, 0x00, 0x00, 0x0A, 0x49, 0x44, 0x41, 0x54, 0x78,
     0x9C, 0x63, 0x60, 0x00, 0x00, 0x00, 0x02, 0x00, 0x01, 0x48, 0xAF, 0xA4, 0x71, 0x00,
     0x00, 0x00, 0x00, 0x49, 0x45, 0x4E, 0x44, 0xAE, 0x42, 0x60, 0x82};
+
+/// Points, each way.
+constexpr int kDefaultCloseImageSize = 25;
+
+/// Keeps what the host was told.
+struct Delegate final : KorvaniDelegate {
+  void korvaniDidReceiveNotification(Value notification) override {
+    told.push_back(std::move(notification));
+  }
+  std::vector<Value> told;
+};
 
 class Day {
  public:
@@ -108,6 +123,38 @@ class Day {
     phone_.settings().allowsBackgroundTasks = (how & 8U) == 0;
     phone_.settings().utcOffset = std::chrono::minutes(input_.below(255) * 12 - 1440);
     if ((how & 16U) != 0) phone_.settings().location = {48.5, -200.0 * input_.byte()};
+    if ((how & 32U) != 0) setColours();
+    if ((how & 64U) != 0) setCloseImage();
+    if ((how & 128U) != 0) setDelegate();
+  }
+
+  void setColours() {
+    const unsigned how = input_.byte();
+    const platform::Color color{static_cast<std::uint8_t>(how), 0x80, 0xFF};
+    statusBarStyle_ = static_cast<int>(how % 2);
+    colorBackground_ = "#000000";
+    if ((how & 2U) != 0) {
+      std::array<char, 8> text{};
+      std::snprintf(text.data(), text.size(), "#%02x80ff", how);
+      colorBackground_ = text.data();
+    }
+    Korvani::setStatusBarStyle(statusBarStyle_);
+    Korvani::setColorBackground((how & 2U) != 0 ? std::optional(color) : std::nullopt);
+  }
+
+  void setCloseImage() {
+    const bool isOwn = input_.flag();
+    closeImageSize_ = isOwn ? 1 : kDefaultCloseImageSize;
+    const std::string_view png(reinterpret_cast<const char*>(kImage), sizeof kImage);
+    Korvani::setCloseButtonImage(isOwn ? phone_.images().imageWithData(png, 1) : nullptr);
+  }
+
+  /// One that has gone is as good as none.
+  void setDelegate() {
+    const unsigned how = input_.byte();
+    delegate_ = (how & 1U) != 0 ? std::make_shared<Delegate>() : nullptr;
+    Korvani::setDelegate(delegate_);
+    if ((how & 2U) != 0) delegate_ = nullptr;
   }
 
   /// What is new, or has come to a known distance, is reported once.
@@ -159,14 +206,40 @@ class Day {
     while (!phone_.shown().isNull()) phone_.enterBackground();
     for (int i = 0; i < 2; ++i) {
       const Value opened = scenario();
+      if (delegate_) delegate_->told.clear();
       if (!isCustom_) {
         run_->openAlone(opened);
+        checkLook();
+        checkTold(opened);
         continue;
       }
       Korvani::didReceiveLocalNotification(opened);
       phone_.advance({});
       require(phone_.shown().isNull(), "the kit shows nothing where the host does");
+      checkTold(opened);
     }
+  }
+
+  /// Of what the kit shows, if anything.
+  void checkLook() const {
+    const Value shown = phone_.shown();
+    if (shown.isNull()) return;
+    require(shown.at("statusBarStyle") == Value(statusBarStyle_), "the host's style is asked for");
+    require(shown.at("backgroundColor") == Value(colorBackground_), "the host's colour is there");
+    const auto& views = *shown.at("views").array();
+    const auto cross = std::find_if(views.begin(), views.end(),
+                                    [](const Value& view) { return view.at("kind") == "button"; });
+    require(cross != views.end() &&
+                cross->at("image") == Value(Value::Array{closeImageSize_, closeImageSize_}),
+            "the host's image is on the cross");
+  }
+
+  void checkTold(const Value& opened) const {
+    if (!delegate_) return;
+    const Value told =
+        opened.without({"success", "error_message", "scenario_history_id", "disabled"});
+    require(delegate_->told.size() == 1 && delegate_->told.front() == told,
+            "the host is told once of what is opened");
   }
 
   void tap() {
@@ -274,6 +347,10 @@ class Day {
   simulator::SimulatedPhone phone_;
   std::optional<fuzz::Run> run_;
   bool isCustom_ = false;
+  int statusBarStyle_ = 1;
+  std::string colorBackground_ = "#000000";
+  int closeImageSize_ = kDefaultCloseImageSize;
+  std::shared_ptr<Delegate> delegate_;
   std::vector<platform::Beacon> inRange_;
   std::optional<std::chrono::milliseconds> lastRequest_;
   bool isFlagged_ = false;

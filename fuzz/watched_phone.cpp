@@ -34,8 +34,18 @@ class WatchedPhone final : public platform::Platform,
     phone_ = &phone;
     asked_.clear();
     errorMessages_ = 0;
+    accepted_ = 0;
   }
-  void end() { phone_ = nullptr; }
+  /// A duplicate may have been posted after its answer.
+  void end() {
+    const auto notifications = phone_->notifications();
+    const auto told = std::count_if(
+        notifications.begin(), notifications.end(),
+        [](const auto& one) { return one.userInfo.at("KVBeaconNotification") == Value(true); });
+    require(static_cast<std::size_t>(told) == accepted_,
+            "there are as many notifications as accepted scenarios");
+    phone_ = nullptr;
+  }
 
   std::size_t requests(std::string_view endpoint) const {
     if (!endpoint.empty()) return asked_.contains(endpoint) ? asked_.find(endpoint)->second : 0;
@@ -138,6 +148,8 @@ class WatchedPhone final : public platform::Platform,
     const auto stored = [&](std::string_view key) { return objectForKey(key); };
     const Value flag = stored(kNotificationDisableKey);
     const Value uuid = stored(kKorvaniUUIDKey);
+    const Value configured = stored(kLastRequestConfigKey);
+    const std::size_t located = locationEffects();
     const std::size_t notified = phone_->notifications().size();
     isAnswering_ = true;
     handler(response);
@@ -160,6 +172,7 @@ class WatchedPhone final : public platform::Platform,
     require(notifications.size() == notified + (isScenario ? 1 : 0),
             "an accepted scenario is told once, and nothing else is");
     if (isScenario) {
+      ++accepted_;
       require(notifications.back().userInfo == answer.with("KVBeaconNotification", true),
               "a notification carries the scenario");
     }
@@ -168,7 +181,9 @@ class WatchedPhone final : public platform::Platform,
         endpoint == "configuration" ? answer.at("korvani_uuid").text() : nullptr;
     constexpr std::size_t kDigits = 32;
     if (!sent || sent->size() < kDigits) {
-      require(stored(kKorvaniUUIDKey) == uuid, "only a configuration changes the UUID");
+      require(stored(kKorvaniUUIDKey) == uuid && stored(kLastRequestConfigKey) == configured,
+              "only a configuration changes the UUID and its date");
+      require(locationEffects() == located, "only a configuration sets up the region");
     } else if (std::all_of(sent->begin(), sent->begin() + kDigits,
                            [](char c) { return c > 0 && c != '-'; })) {
       std::string taken = stored(kKorvaniUUIDKey).plainText();
@@ -177,10 +192,20 @@ class WatchedPhone final : public platform::Platform,
     }
   }
 
+  /// Of those that are in the list: where a run hands its effects on, there are none.
+  std::size_t locationEffects() const {
+    const auto& effects = phone_->effects();
+    return static_cast<std::size_t>(
+        std::count_if(effects.begin(), effects.end(),
+                      [](const simulator::Effect& one) { return one.kind == "location"; }));
+  }
+
   SimulatedPhone* phone_ = nullptr;
   bool isAnswering_ = false;
   std::map<std::string, std::size_t, std::less<>> asked_;
   std::size_t errorMessages_ = 0;
+  /// Scenarios that are to be told.
+  std::size_t accepted_ = 0;
 };
 
 WatchedPhone& watchedPhone() {

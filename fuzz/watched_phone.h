@@ -16,9 +16,9 @@ namespace korvani::fuzz {
 /// Starts the kit on the phone, as a host does that has set nothing else. What holds in every run:
 /// - nothing is thrown in the kit, not even what it drops;
 /// - a request is a well-formed POST of one of the three exchanges;
-/// - an answer does what it says and nothing more: one notification for an accepted scenario, none
-///   for any other; the flag of disabled mode as `disabled` has it; the configured UUID; nothing at
-///   all with an "error_message".
+/// - an answer does what it says and nothing more: one notification for an accepted scenario, also
+///   counted once more at the end, none for any other; the flag of disabled mode as `disabled` has
+///   it; the configured UUID, its date and its region; nothing at all with an "error_message".
 /// The effects of a run may be taken at any time.
 class Run {
  public:

@@ -1,7 +1,8 @@
 // Thirty days of visits on the simulated phone: what the kit holds of memory, threads and
 // descriptors must not grow with them.
-#include <bench/heap.h>
+#include <bench/counted_malloc.h>
 #include <bench/notified_application.h>
+#include <bench/trend.h>
 #include <korvani/sdk/korvani.h>
 #include <korvani/simulator/simulated_phone.h>
 
@@ -9,7 +10,6 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -26,10 +26,11 @@ constexpr int kVisits = 20000;
 constexpr int kResultsOfVisit = 10;
 /// One visit in so many leads to an opened notification.
 constexpr int kVisitsForOpening = 4;
-constexpr int kTenths = 10;
+constexpr int kSamples = 100;
+constexpr int kTenth = kSamples / 10;
 constexpr std::chrono::milliseconds kBetween = std::chrono::milliseconds(30 * 24h) / kVisits;
-/// The least that a forgotten object takes is 32 bytes: this tells one in 30 visits.
-constexpr double kMostBytesOfVisit = 1;
+/// Bytes; the least that a forgotten object takes is 24: this tells one in 400 visits.
+constexpr double kLittle = 1024;
 
 /// The simulated phone keeps each notification that was ever posted; this one keeps the last.
 struct SoakedPhone final : platform::ForwardingPlatform {
@@ -66,7 +67,7 @@ struct Held {
   std::size_t descriptors = 0;
 };
 
-Held heldNow() { return {heapInUse(), entriesOf("/proc/self/task"), entriesOf("/proc/self/fd")}; }
+Held heldNow() { return {bytesInUse(), entriesOf("/proc/self/task"), entriesOf("/proc/self/fd")}; }
 
 class Soak {
  public:
@@ -75,7 +76,7 @@ class Soak {
       if (effect.kind == "screen") ++screens_;
       if (effect.kind == "request") ++requests_;
     });
-    held_.reserve(kTenths);
+    held_.reserve(kSamples);
     platform::Platform::install(phone_);
     Korvani::initWithAPIKey("bench", nullptr, /*isProd=*/false);
     whole_->advance(1s);
@@ -87,10 +88,11 @@ class Soak {
 
   bool run() {
     std::printf("tenth     heap, KiB   threads   descriptors\n");
-    for (int tenth = 1; tenth <= kTenths; ++tenth) {
-      for (int i = 0; i < kVisits / kTenths; ++i) visit();
+    for (int sample = 1; sample <= kSamples; ++sample) {
+      for (int i = 0; i < kVisits / kSamples; ++i) visit();
       held_.push_back(heldNow());
-      std::printf("%5d  %12.1f  %8zu  %12zu\n", tenth,
+      if (sample % kTenth != 0) continue;
+      std::printf("%5d  %12.1f  %8zu  %12zu\n", sample / kTenth,
                   static_cast<double>(held_.back().heap) / 1024, held_.back().threads,
                   held_.back().descriptors);
     }
@@ -122,33 +124,22 @@ class Soak {
     if (opened_ % 2 == 0) whole_->enterBackground();
   }
 
-  /// By least squares, in bytes a visit, without the first tenth, in which caches fill.
-  double slope() const {
-    const std::size_t count = held_.size() - 1;
-    const double middle = static_cast<double>(count + 1) / 2;
-    double above = 0;
-    double below = 0;
-    for (std::size_t i = 1; i <= count; ++i) {
-      const double x = static_cast<double>(i) - middle;
-      above += x * static_cast<double>(held_[i].heap);
-      below += x * x;
-    }
-    return above / below / (kVisits / kTenths);
-  }
-
   bool tell() const {
-    const double bytes = slope();
+    std::vector<double> heap;
+    for (const Held& held : held_) heap.push_back(static_cast<double>(held.heap));
+    const Trend trend(heap);
     const auto isSteady = [this](std::size_t Held::*what) {
       return std::all_of(held_.begin(), held_.end(),
                          [&](const Held& held) { return held.*what == held_.front().*what; });
     };
     const bool isFlat =
-        bytes < kMostBytesOfVisit && isSteady(&Held::threads) && isSteady(&Held::descriptors);
+        trend.isFlat(kLittle) && isSteady(&Held::threads) && isSteady(&Held::descriptors);
     // One asks for the configuration.
     const bool isWhole = phone_->notifications == kVisits && requests_ == 1 + kVisits + opened_;
     std::printf("%d ranging results, %d scenarios, %d openings, %d changes of the screen\n",
                 visits_ * kResultsOfVisit, phone_->notifications, opened_, screens_);
-    std::printf("slope after the first tenth: %+.3f bytes a visit\n%s\n", bytes,
+    std::printf("heap, KiB    %+9.1f after the first tenth, noise %.1f\n%s\n", trend.growth / 1024,
+                trend.noise / 1024,
                 !isWhole ? "not all visits were answered"
                 : isFlat ? "flat"
                          : "not flat");

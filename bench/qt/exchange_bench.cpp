@@ -28,11 +28,13 @@
 #include <QNetworkReply>
 #include <QTemporaryDir>
 #include <algorithm>
+#include <chrono>
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace korvani::bench {
 namespace {
@@ -95,12 +97,48 @@ class Connection final : public platform::URLConnection {
   qt::URLConnection connection_;
 };
 
+/// Those of the settings, which are written when the measurement says so: by themselves they would
+/// be a moment later, in the event loop of Qt's own exchange.
+class SettingsQueues final : public platform::Queues, private platform::Queue {
+ public:
+  explicit SettingsQueues(platform::Queues& queues) : queues_(queues) {
+    ::sem_init(&written_, 0, 0);
+  }
+  platform::Queue& mainQueue() override { return queues_.mainQueue(); }
+  void mainQueueAfter(std::chrono::milliseconds, platform::Job job) override {
+    due_ = std::move(job);
+  }
+  platform::Queue& globalQueue(platform::QueuePriority) override { return *this; }
+  std::shared_ptr<platform::Queue> newOperationQueue() override {
+    return queues_.newOperationQueue();
+  }
+  /// Between two exchanges, when something has been set.
+  void write() {
+    std::exchange(due_, nullptr)();
+    while (::sem_wait(&written_) != 0) continue;
+  }
+
+ private:
+  void async(platform::Job job) override {
+    queues_.globalQueue(platform::QueuePriority::kDefault).async([this, job = std::move(job)] {
+      job();
+      ::sem_post(&written_);
+    });
+  }
+
+  platform::Queues& queues_;
+  platform::Job due_;
+  sem_t written_{};
+};
+
 /// What takes part in an exchange is the Linux phone's; the rest stands still.
 class Phone final : public platform::ForwardingPlatform {
  public:
   Phone(const std::shared_ptr<simulator::SimulatedPhone>& rest, const std::string& url,
         const QString& settingsFile)
-      : ForwardingPlatform(rest), store_(life_, queues_, json_, settingsFile), connection(url) {
+      : ForwardingPlatform(rest),
+        store_(life_, settingsQueues, json_, settingsFile),
+        connection(url) {
     ::sem_init(&handedOver, 0, 0);
     rest->setEffectHandler([](const simulator::Effect&) {});
     rest->settings().location = platform::Coordinate{48.856613, 2.352222};
@@ -117,6 +155,11 @@ class Phone final : public platform::ForwardingPlatform {
   qt::Clock clock_{life_};
   qt::Queues queues_{life_};
   codec::JSON json_;
+
+ public:
+  SettingsQueues settingsQueues{queues_};
+
+ private:
   qt::UserDefaults store_;
   NotifiedApplication application_{phone().application(),
                                    [this](const auto&) { ::sem_post(&handedOver); }};
@@ -139,6 +182,8 @@ class OfKit {
     kit_->locationManagerDidRangeBeacons(nullptr, beacons_, nullptr);
     while (::sem_wait(&phone_.handedOver) != 0) continue;
   }
+  /// What a while of exchanges leaves to be written.
+  void finish() { phone_.settingsQueues.write(); }
 
  private:
   Phone& phone_;
@@ -215,6 +260,7 @@ template <typename Way>
 void round(Way& way, double& least) {
   const double before = processorTime();
   for (int i = 0; i < kExchanges; ++i) way.exchange();
+  if constexpr (requires { way.finish(); }) way.finish();
   least = std::min(least, 1e6 * (processorTime() - before) / kExchanges);
 }
 

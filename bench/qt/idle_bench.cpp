@@ -26,7 +26,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Long enough for what wakes up once a minute.
+/// If nothing else is asked for: long enough for what wakes up once a minute.
 constexpr std::chrono::seconds kWatched{65};
 /// Sooner than a phone's own, so that all has come to rest: the region is left, the background time
 /// is over, idle threads have ended.
@@ -65,21 +65,22 @@ std::shared_ptr<qt::Phone> newPhone(QWidget& window, const QString& folder) {
   options.backgroundTime = kSoon;
   options.locationSettings.exitDelay = kSoon;
   options.bluetoothSettings.followedFor = kSoon;
+  options.bluetoothSettings.stallAfter = kSoon;
   return qt::Phone::create(&window, options);
 }
 
-void printIdle() {
+void printIdle(std::chrono::seconds watched) {
   const auto before = switchesNow();
-  runFor(kWatched);
+  runFor(watched);
   const auto after = switchesNow();
-  constexpr double kHours = std::chrono::duration<double>(kWatched) / 1h;
+  const double hours = std::chrono::duration<double>(watched) / 1h;
   const std::string self = std::to_string(::getpid());
   long loop = 0;
   long others = 0;
   for (const auto& [number, thread] : after) {
     const auto earlier = before.find(number);
     long woken = thread.count - (earlier == before.end() ? 0 : earlier->second.count);
-    std::printf("  %-16s %4ld in %ld s\n", thread.name.c_str(), woken, long{kWatched.count()});
+    std::printf("  %-16s %4ld in %ld s\n", thread.name.c_str(), woken, long{watched.count()});
     if (number == self) {
       others += woken - 1;  // the end of this measurement
       continue;
@@ -87,17 +88,17 @@ void printIdle() {
     others += std::min(loop, woken);
     loop = std::max(loop, woken);
   }
-  const auto seconds = static_cast<double>(kWatched.count());
+  const auto seconds = static_cast<double>(watched.count());
   if (static_cast<double>(loop) < 0.9 * seconds) throw std::runtime_error("no reporting loop");
   print({"wake-ups in the background, but the reporting loop's",
-         text(static_cast<double>(others) / kHours, "an hour", 0), "", "", "0", others == 0});
+         text(static_cast<double>(others) / hours, "an hour", 0), "", "", "0", others == 0});
   // One may fall in at either end.
   const double aSecond = static_cast<double>(loop) / seconds;
   print({"wake-ups of the reporting loop", text(aSecond, "a second", 2), "", "", "1",
          static_cast<double>(loop) <= seconds + 1});
 }
 
-int run() {
+int run(std::chrono::seconds watched) {
   const qt::PrivateBus bus;
   const QTemporaryDir folder;
   // A Bluetooth daemon that hears nothing, and watches for beacons by itself.
@@ -115,7 +116,7 @@ int run() {
   runFor(kUntilOutside);
   window.hide();
   runFor(kUntilAtRest);
-  printIdle();
+  printIdle(watched);
   daemon.closeWriteChannel();
   daemon.waitForFinished(-1);
   return 0;
@@ -124,6 +125,7 @@ int run() {
 }  // namespace
 }  // namespace korvani::bench
 
+/// The argument: the seconds that are watched.
 int main(int argc, char** argv) {
   qputenv("QT_QPA_PLATFORM", "offscreen");
   qputenv("no_proxy", "*");
@@ -133,8 +135,10 @@ int main(int argc, char** argv) {
   QApplication::setQuitOnLastWindowClosed(false);
   QCoreApplication::setApplicationName(QStringLiteral("idle-bench"));
   QCoreApplication::setOrganizationName(QStringLiteral("Korvani benchmarks"));
-  if (QCoreApplication::arguments().contains(QStringLiteral("--send"))) {
-    return korvani::bench::runSender();
-  }
-  return korvani::bench::run();
+  const QStringList arguments = QCoreApplication::arguments();
+  if (arguments.contains(QStringLiteral("--send"))) return korvani::bench::runSender();
+  std::chrono::seconds watched = korvani::bench::kWatched;
+  if (arguments.size() > 1) watched = std::chrono::seconds(arguments[1].toInt());
+  if (watched.count() <= 0) throw std::runtime_error("that is no number of seconds");
+  return korvani::bench::run(watched);
 }

@@ -1,11 +1,12 @@
 // A host that measures itself: built bare, with libcurl alone, and with the kit. It prints one line
-// of numbers, the time until its window was drawn among them, and ends.
+// of numbers, the time until its window was drawn among them, and ends, or stays beside the others.
 #include <time.h>
 
 #include <QApplication>
 #include <QFile>
 #include <QLabel>
 #include <QSet>
+#include <QSocketNotifier>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
@@ -69,9 +70,11 @@ class Window final : public QLabel {
   }
 };
 
-/// The argument: the moment at which this process was asked for.
+/// The arguments: the moment at which this process was asked for, and whether it stays until
+/// standard input ends.
 int main(int argc, char** argv) {
   const double asked = argc > 1 ? std::atof(argv[1]) : milliseconds();
+  const bool stays = argc > 2;
   QApplication application(argc, argv);
   QApplication::setApplicationName("measured-host");
   QApplication::setOrganizationName("Korvani benchmarks");
@@ -94,7 +97,10 @@ int main(int argc, char** argv) {
     std::printf("%.3f %.3f %ld %ld %ld %lld\n", window.drawn - asked, window.worked, memory("Pss"),
                 memory("Private_Dirty"), memory("Rss"), mappedLibraries());
     std::fflush(stdout);
-    std::_Exit(0);
+    if (!stays) std::_Exit(0);
   });
+  QSocketNotifier input(fileno(stdin), QSocketNotifier::Read);
+  input.setEnabled(stays);
+  QObject::connect(&input, &QSocketNotifier::activated, [] { std::_Exit(0); });
   return QApplication::exec();
 }

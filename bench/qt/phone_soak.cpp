@@ -2,7 +2,8 @@
 // of Bluetooth hears, notifications that are opened or dismissed, stays in the background, and
 // faults at random. What the process holds must not grow, and the service's log must know every
 // request.
-#include <bench/qt/counted_malloc.h>
+#include <bench/counted_malloc.h>
+#include <bench/trend.h>
 #include <form.h>
 #include <httplib.h>
 #include <korvani/platform/forwarding.h>
@@ -22,7 +23,6 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -58,6 +58,9 @@ constexpr std::chrono::seconds kLookEvery{1};
 /// KiB that a thread which has allocated a little keeps: its stack, and the allocator's arena for
 /// it.
 constexpr double kOfLoop = 108;
+/// KiB at the top of a heap that the allocator of Debian gives back together: of two heaps, as one
+/// thread or another has worked last.
+constexpr double kOfAllocator = 2 * 128;
 constexpr int kSamples = 100;
 constexpr int kTenth = kSamples / 10;
 /// One after the other; each has been out of range for a while when its turn comes again.
@@ -280,35 +283,6 @@ Held heldNow(int loops) {
           entriesOf("/proc/self/task") - loops, entriesOf("/proc/self/fd")};
 }
 
-/// The line through the samples after the first tenth, in which caches fill.
-struct Trend {
-  Trend(const std::vector<Held>& all, double Held::*what) {
-    const std::vector<Held> rest(all.begin() + kTenth, all.end());
-    const auto count = static_cast<double>(rest.size());
-    const double middle = (count - 1) / 2;
-    double mean = 0;
-    for (const Held& held : rest) mean += held.*what / count;
-    double slope = 0;
-    double below = 0;
-    for (std::size_t i = 0; i < rest.size(); ++i) {
-      const double x = static_cast<double>(i) - middle;
-      slope += x * (rest[i].*what - mean);
-      below += x * x;
-    }
-    slope /= below;
-    double squares = 0;
-    for (std::size_t i = 0; i < rest.size(); ++i) {
-      const double expected = mean + slope * (static_cast<double>(i) - middle);
-      squares += std::pow(rest[i].*what - expected, 2);
-    }
-    growth = slope * count;
-    noise = std::sqrt(squares / count);
-  }
-  /// Over all these samples, and how far they lie from the line.
-  double growth = 0;
-  double noise = 0;
-};
-
 class Soak {
  public:
   explicit Soak(std::chrono::seconds duration) {
@@ -464,16 +438,17 @@ class Soak {
   }
   bool tellGrowth() const {
     bool isFlat = true;
-    // So little may be one thing more or less at the end.
     const auto tell = [&](const char* name, double Held::*what, double little) {
-      const Trend trend(held_, what);
-      const bool isSteady = trend.growth < std::max(2 * trend.noise, little);
+      std::vector<double> samples;
+      for (const Held& held : held_) samples.push_back(held.*what);
+      const Trend trend(samples);
+      const bool isSteady = trend.isFlat(little);
       std::printf("%-12s %+9.1f after the first tenth, noise %.1f: %s\n", name, trend.growth,
                   trend.noise, isSteady ? "flat" : "grows");
       isFlat = isFlat && isSteady;
     };
     tell("heap, KiB", &Held::heap, 16);
-    tell("resident, KiB", &Held::resident, 1024);
+    tell("resident, KiB", &Held::resident, kOfAllocator);
     tell("threads", &Held::threads, 1);
     tell("descriptors", &Held::descriptors, 1);
     return isFlat;

@@ -22,6 +22,10 @@
 #include <cstdio>
 #include <fstream>
 #include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace korvani::bench {
@@ -105,20 +109,49 @@ struct Delegate final : platform::LocationManagerDelegate {
   }
   void locationManagerMonitoringDidFailForRegion(const ManagerPointer&, const RegionPointer&,
                                                  const std::string& why) override {
-    std::printf("monitoring failed: %s\n", why.c_str());
+    throw std::runtime_error("monitoring failed: " + why);
   }
-  void locationManagerDidFailWithError(const ManagerPointer&, const std::string&) override {}
+  void locationManagerDidFailWithError(const ManagerPointer&, const std::string& why) override {
+    throw std::runtime_error("the location service failed: " + why);
+  }
   long results = 0;
   std::size_t listed = 0;
 };
+
+/// The radio, and how much of it reaches who listens.
+class CountedRadio final : public location::AdvertisementSource,
+                           public location::AdvertisementListener,
+                           public std::enable_shared_from_this<CountedRadio> {
+ public:
+  void setListener(std::weak_ptr<location::AdvertisementListener> listener) override {
+    listener_ = std::move(listener);
+    radio_.setListener(weak_from_this());
+  }
+  void listen(const location::Listening& wanted) override { radio_.listen(wanted); }
+  void beaconHeard(const location::IBeacon& beacon, int rssi) override {
+    ++heard;
+    if (const auto listener = listener_.lock()) listener->beaconHeard(beacon, rssi);
+  }
+  void availabilityChanged(const std::optional<std::string>& failure) override {
+    if (const auto listener = listener_.lock()) listener->availabilityChanged(failure);
+  }
+  long heard = 0;
+
+ private:
+  qt::bluetooth::Radio radio_;
+  std::weak_ptr<location::AdvertisementListener> listener_;
+};
+
+void require(bool holds, const std::string& what) {
+  if (!holds) throw std::runtime_error(what);
+}
 
 /// The radio and the location service on it, ranging one region.
 class WholeWay {
  public:
   WholeWay(qt::Queues& queues, qt::Log& log)
       : service_(
-            queues, log, [] { return now(); }, std::make_shared<qt::bluetooth::Radio>(),
-            std::make_shared<NoPositions>()),
+            queues, log, [] { return now(); }, radio, std::make_shared<NoPositions>()),
         manager_(service_.newLocationManager()) {
     const auto region = std::make_shared<platform::BeaconRegion>(ourUuid(), "bench");
     manager_->setDelegate(delegate);
@@ -126,6 +159,7 @@ class WholeWay {
     manager_->startRangingBeaconsInRegion(region);
     qt::runUntil([this] { return delegate->results > 0; });
   }
+  const std::shared_ptr<CountedRadio> radio = std::make_shared<CountedRadio>();
   const std::shared_ptr<Delegate> delegate = std::make_shared<Delegate>();
 
  private:
@@ -152,16 +186,16 @@ class Bench {
     for (int round = 0; round < kRounds; ++round) {
       costs[0].push_back(costOfBare(&BareReceiver::receiveArguments));
       costs[1].push_back(costOfBare(&BareReceiver::receiveMessages));
-      costs[2].push_back(costOfWholeWay("advertise"));
-      costs[3].push_back(costOfWholeWay("other"));
+      costs[2].push_back(costOfWholeWay("advertise", kBeacons));
+      costs[3].push_back(costOfWholeWay("other", 0));
       costs[4].push_back(costOfAgent());
     }
     const auto cost = [&](std::size_t i) { return median(costs[i]); };
     std::printf(
         "Processor time of the receiver for an advertisement, %.0f a second from %d beacons;"
-        " medians of %d rounds of %ld. Ranging listed %zu beacons, the agent reported %ld times a"
+        " medians of %d rounds of %ld. Every one was heard; the agent reported %ld times a"
         " round.\n",
-        kPerSecond, kBeacons, kRounds, kCount, listed_, reported_);
+        kPerSecond, kBeacons, kRounds, kCount, reported_);
     const std::string what = "advertisement, from signal to ranging result";
     printRatio(what, cost(2), "bare slot (QString, QVariantMap, QStringList)", cost(0), 1.25, "us");
     printRatio(what, cost(2), "QBluetoothDeviceDiscoveryAgent", cost(4), 1, "us");
@@ -176,12 +210,18 @@ class Bench {
         "minor:\n  at first %ld kB\n",
         residentMemory());
     std::vector<long> after;
+    constexpr long kAddresses = 10000;
     for (int i = 1; i <= 4; ++i) {
-      sender_.send("rotate", 10000);
+      const long before = way.radio->heard;
+      sender_.send("rotate", kAddresses);
+      const long heard = way.radio->heard - before;
+      require(heard >= kAddresses, std::to_string(heard) + " heard of new addresses");
       after.push_back(residentMemory());
       std::printf("  after %d addresses %ld kB\n", i * 10000, after.back());
     }
-    std::printf("Ranging listed %zu beacons.\n", way.delegate->listed);
+    const std::size_t most = location::RangingSettings().mostBeacons;
+    require(way.delegate->listed == most, std::to_string(way.delegate->listed) + " listed");
+    std::printf("Ranging listed %zu beacons.\n", most);
     printUnder("memory for each 10,000 further addresses",
                static_cast<double>(after.back() - after.front()) / 3, 64, "KiB");
   }
@@ -198,7 +238,7 @@ class Bench {
     BareReceiver receiver;
     (receiver.*receive)();
     const double cost = costOf("advertise");
-    if (receiver.count() != kCount) std::printf("only %ld received\n", receiver.count());
+    require(receiver.count() == kCount, std::to_string(receiver.count()) + " received");
     return cost;
   }
   double costOfAgent() {
@@ -214,13 +254,15 @@ class Bench {
     qt::runUntil([this] { return reported_ >= kBeacons; });
     reported_ = 0;
     const double cost = costOf("advertise");
-    if (reported_ < kCount) std::printf("the agent reported %ld of %ld\n", reported_, kCount);
+    require(reported_ >= kCount, "the agent reported " + std::to_string(reported_));
     return cost;
   }
-  double costOfWholeWay(const char* kind) {
+  /// Of which so many beacons are ranged.
+  double costOfWholeWay(const char* kind, std::size_t beacons) {
     WholeWay way(queues_, log_);
     const double cost = costOf(kind);
-    listed_ = std::max(listed_, way.delegate->listed);
+    require(way.radio->heard == kCount, std::to_string(way.radio->heard) + " heard");
+    require(way.delegate->listed == beacons, std::to_string(way.delegate->listed) + " listed");
     return cost;
   }
 
@@ -229,7 +271,6 @@ class Bench {
   qt::Log log_;
   qt::Queues queues_;
   SenderProcess sender_;
-  std::size_t listed_ = 0;
   long reported_ = 0;
 };
 

@@ -1,6 +1,6 @@
 // Stands in for the allocator of the whole process and counts what is in use: glibc's own figures
 // hold what it keeps for later, which grows with threads and with time.
-#include <bench/qt/counted_malloc.h>
+#include <bench/counted_malloc.h>
 #include <malloc.h>
 
 #include <atomic>
