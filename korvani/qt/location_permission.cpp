@@ -74,9 +74,10 @@ void LocationPermission::end() {
   isOpen_ = false;
   request_.clear();
   if (session_.isEmpty()) return;
-  QDBusConnection::sessionBus().send(newCall(kService, std::exchange(session_, QString()),
-                                             QStringLiteral("org.freedesktop.portal.Session"),
-                                             QStringLiteral("Close")));
+  // A portal that has gone took the session along, and is not to be started to hear that.
+  QDBusConnection::sessionBus().send(newQuietCall(kService, std::exchange(session_, QString()),
+                                                  QStringLiteral("org.freedesktop.portal.Session"),
+                                                  QStringLiteral("Close")));
 }
 
 }  // namespace korvani::qt

@@ -54,8 +54,10 @@ void UserDefaults::setObject(const platform::Value& value, std::string_view key)
   if (!stay) return;
   const std::lock_guard lock(mutex_);
   unwritten_.insert_or_assign(std::string(key), value);
-  if (std::exchange(flushIsDue_, true)) return;
+  if (flushIsDue_) return;
+  // Where there is no memory for this, what is set next asks for the flush.
   queues_.mainQueueAfter(kFlushDelay, [this] { flushElsewhere(); });
+  flushIsDue_ = true;
 }
 
 void UserDefaults::flushElsewhere() {

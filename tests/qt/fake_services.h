@@ -4,6 +4,7 @@
 #include <korvani/qt/bus_call.h>
 
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
 #include <QHash>
@@ -36,6 +37,7 @@ class FakeServices final : public QDBusVirtualObject {
   void settle() { bus_.call(newBusCall(QStringLiteral("GetId"))); }
 
   QHash<QString, Answer> answers;
+  QDBusError::ErrorType error = QDBusError::Failed;
   QHash<QString, int> calls;
 
   QString introspect(const QString&) const override { return {}; }
@@ -44,7 +46,7 @@ class FakeServices final : public QDBusVirtualObject {
     ++calls[call.member()];
     const QVariant answer = answers[call.member()](call);
     return bus.send(answer.isValid() ? call.createReply(answer)
-                                     : call.createErrorReply(QDBusError::Failed, QString()));
+                                     : call.createErrorReply(error, QString()));
   }
 
  private:

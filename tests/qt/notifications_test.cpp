@@ -230,16 +230,24 @@ class BusyService {
  public:
   BusyService() {
     services.answers = {{"GetCapabilities", refusingFirst(refusals, QStringList{"actions"})},
-                        {"Notify", [this](const QDBusMessage& call) {
+                        {"Notify",
+                         [this](const QDBusMessage& call) {
                            shown.push_back(call.arguments().value(3).toString().toStdString());
-                           return QVariant(static_cast<uint>(shown.size()));
+                           return answers ? QVariant(static_cast<uint>(shown.size())) : QVariant();
+                         }},
+                        {"CloseNotification", [this](const QDBusMessage& call) {
+                           closed.push_back(shown[call.arguments().value(0).toUInt() - 1]);
+                           return QVariant(true);
                          }}};
     services.enter(kService);
     services.settle();
   }
 
   int refusals = 0;
+  /// Whether it answers when it has shown one.
+  bool answers = true;
   std::vector<std::string> shown;
+  std::vector<std::string> closed;
   FakeServices services;
 
  private:
@@ -273,6 +281,33 @@ TEST_F(Notifications, AreOfferedAgainToAServiceThatRefused) {
   runUntil([&] { return busy.shown.size() == 4; });
   EXPECT_THAT(busy.shown, ElementsAre("second", "first", "third", "fourth"));
   EXPECT_EQ(asked(), 3 + 4 + 1);
+}
+
+TEST_F(Notifications, AreNotShownTwiceByAServiceThatDoesNotAnswer) {
+  hasWindow_ = false;
+  BusyService service;
+  service.services.error = QDBusError::NoReply;
+  service.answers = false;
+  post("unsure");
+  runUntil([&] { return nextBanner_ != nullptr; });
+  service.answers = true;
+  post("other");
+  runUntil([&] { return service.shown.size() == 2; });
+  hasWindow_ = true;
+  notifications_->windowAppeared();
+  runUntilBanner();
+  EXPECT_THAT(banners_, ElementsAre("unsure"));
+  EXPECT_THAT(service.shown, ElementsAre("unsure", "other"));
+}
+
+TEST_F(Notifications, AreTakenBackWhenTooManyCome) {
+  BusyService service;
+  post("shown");
+  runUntil([&] { return service.shown.size() == 1; });
+  post("under way");
+  for (std::size_t i = 0; i < notifications::kMostKept; ++i) post("more");
+  runUntil([&] { return service.closed.size() == 2; });
+  EXPECT_THAT(service.closed, ElementsAre("shown", "under way"));
 }
 
 /// What comes to the application to be opened.

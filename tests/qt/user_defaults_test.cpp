@@ -23,6 +23,7 @@
 #include <ctime>
 #include <functional>
 #include <limits>
+#include <new>
 #include <random>
 #include <string>
 #include <thread>
@@ -155,6 +156,7 @@ class HeldQueues final : public platform::Queues, public platform::Queue {
   explicit HeldQueues(Queues& queues) : queues_(queues) {}
   platform::Queue& mainQueue() override { return queues_.mainQueue(); }
   void mainQueueAfter(std::chrono::milliseconds delay, platform::Job job) override {
+    if (isFull) throw std::bad_alloc();
     queues_.mainQueueAfter(delay, std::move(job));
   }
   platform::Queue& globalQueue(platform::QueuePriority) override { return *this; }
@@ -162,6 +164,7 @@ class HeldQueues final : public platform::Queues, public platform::Queue {
   void async(platform::Job job) override { held = std::move(job); }
 
   platform::Job held;
+  bool isFull = false;
 
  private:
   Queues& queues_;
@@ -186,6 +189,12 @@ TEST_F(Store, WritesByItselfSoonOnAnotherThread) {
   EXPECT_EQ(store.objectForKey("b"), Value(10));
   write();
   EXPECT_EQ(open(afresh(file)).objectForKey("b"), Value(10));
+  queues.isFull = true;
+  EXPECT_THROW(store.setObject(11, "a"), std::bad_alloc);
+  queues.isFull = false;
+  store.setObject(12, "b");
+  write();
+  EXPECT_EQ(open(afresh(file)).objectForKey("a"), Value(11));
 }
 
 /// The phone's own lines while it lives.

@@ -10,8 +10,10 @@ namespace {
 
 constexpr qsizetype kLongestText = 200;
 
-/// Refused so often a call is tried for a quarter of a minute: longer than a controller takes to
-/// recover by itself, and shorter than the silence after which a region counts as left.
+/// Refused so often at once, a call has been tried for a quarter of a minute: longer than a
+/// controller takes to recover by itself, and shorter than the silence after which a region counts
+/// as left. A daemon that does not answer at all takes D-Bus's 25 s each time, and more than two
+/// minutes.
 constexpr int kMostRefusals = 5;
 
 }  // namespace

@@ -136,6 +136,8 @@ void LocalNotifications::showed(const QString& id, const Service::Outcome& outco
   } else {
     tookOne_ = true;
     store_.setPlace(id, outcome.place);
+    // Too many came meanwhile.
+    if (!store_.all().contains(id)) service_->withdraw(id);
   }
   if (onTheirWay_.isEmpty()) allAnswered();
 }

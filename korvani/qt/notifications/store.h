@@ -38,9 +38,9 @@ struct Kept {
   bool isWritten = false;
 };
 
-/// Main thread. A file for each, which only this user can read and which is there whole or not at
-/// all; what is too old goes when it is read. Processes of one host may share
-/// the folder. What cannot be written is kept in memory alone, and that is said once.
+/// Main thread, which waits for the disk. A file for each, which only this user can read and which
+/// is there whole or not at all; what is too old goes when it is read. Processes of one host may
+/// share the folder. What cannot be written is kept in memory alone, and that is said once.
 class Store {
  public:
   Store(const QString& folder, const platform::JSONSerialization& json);
