@@ -79,7 +79,7 @@ Outcome visitWithLittleMemory(rlim_t left) {
 TEST(LittleMemory, CostsTheVisitAndNotTheNext) {
   if (addressesInUse() > 1024 * 1024 * kMiB) GTEST_SKIP() << "A sanitizer takes terabytes.";
   std::set<int> outcomes;
-  for (const rlim_t left : {0, 4, 8, 12, 16, 32, 48, 256}) {
+  for (const rlim_t left : {0U, 4U, 8U, 12U, 16U, 32U, 48U, 256U}) {
     SCOPED_TRACE(left);
     const pid_t child = ::fork();
     if (child == 0) ::_exit(visitWithLittleMemory(left * kMiB));
