@@ -166,7 +166,7 @@ TEST(Threads, DoAllAtOnce) {
   const QTemporaryDir folder;
   Seen seen;
   RawServer server([&](std::size_t number, const std::string& request) {
-    for (const std::size_t i : {0, 1}) {
+    for (const std::size_t i : {0U, 1U}) {
       const char* uuid = i == 0 ? "1E64A7D50390&" : "1E64A7D50395&";
       if (request.find(uuid) != request.npos) seen.areReported[i] = true;
     }
